@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/Clock.h"
+#include "core/Executor.h"
+#include "core/Waiter.h"
+#include "platform/CpuTickSource.h"
+#include "platform/DefaultsStore.h"
+#include "platform/LoginItem.h"
+#include "platform/MemoryCounterSource.h"
+#include "platform/MemoryPressureEventSource.h"
+#include "platform/PowerSources.h"
+#include "platform/ThermalSource.h"
+#include "platform/ThreadSetup.h"
+
+namespace corvanta {
+
+/// Everything that the program asks of one machine. The backend owns the ports; this only names them.
+struct Platform {
+    Clock& clock;
+    Waiter& waiter;
+    Executor& mainExecutor;
+    ThreadSetup& threadSetup;
+    CpuTickSource& cpuTicks;
+    MemoryCounterSource& memoryCounters;
+    MemoryPressureEventSource& memoryPressureEvents;
+    LowPowerSource& lowPower;
+    PowerChangeSource& powerChanges;
+    ThermalSource& thermal;
+    DefaultsStore& defaults;
+    LoginItem& loginItem;
+};
+
+/// The platform that the shared instances are built on. Installed once by the program before the first of
+/// them is made; asking before that ends the program. The installed platform must outlive all of them.
+const Platform& installedPlatform();
+void installPlatform(const Platform& platform);
+
+}  // namespace corvanta
