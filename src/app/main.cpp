@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <QApplication>
+#include <QDBusConnection>
+#include <QLocale>
+#include <cstdio>
+#include <optional>
+#include <string_view>
+
+#include "core/ApplicationPaths.h"
+#include "core/Log.h"
+#include "core/NumberText.h"
+#include "monitoring/QtExecutor.h"
+#include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/XdgDirectories.h"
+#include "shell/AppDelegate.h"
+#include "shell/ProgramSink.h"
+#include "shell/linux/HostChoice.h"
+#include "shell/linux/SingleInstance.h"
+#include "shell/linux/TerminationSignals.h"
+#include "storage/DatabaseManager.h"
+
+using namespace corvanta;
+
+namespace {
+
+constexpr std::string_view openCenterArgument = "--open-center";
+
+struct Arguments {
+    bool openCenter = false;
+    std::optional<int> exitCode;  ///< the program ends at once
+};
+
+Arguments readArguments(int argc, char** argv) {
+    Arguments arguments;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view argument = argv[i];
+        if (argument == openCenterArgument) {
+            arguments.openCenter = true;
+        } else if (argument == "--version") {
+            std::puts("corvanta " CORVANTA_VERSION);
+            arguments.exitCode = 0;
+        } else if (argument == "--help") {
+            std::puts("Usage: corvanta [--open-center]\nShows this machine's load in the desktop's bar.");
+            arguments.exitCode = 0;
+        }  // anything else is Qt's, or nobody's
+    }
+    return arguments;
+}
+
+void useNumberSymbolsOf(const QLocale& locale) {
+    setUserNumberSymbols({locale.decimalPoint().toStdString(), locale.groupSeparator().toStdString()});
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const Arguments arguments = readArguments(argc, argv);
+    if (arguments.exitCode) return *arguments.exitCode;
+
+    const XdgDirectories directories = xdgDirectories(processEnvironment, accountHome);
+    const auto paths = applicationPathsBelow(directories);
+    if (!paths) {
+        std::fputs("Corvanta found no home folder to keep its files in.\n", stderr);
+        return 1;
+    }
+    setApplicationPaths(*paths);
+
+    std::optional<PlatformBoot> boot(std::in_place);
+    QApplication application(argc, argv);
+    boot.reset();
+    QApplication::setApplicationName(QStringLiteral("corvanta"));
+    QApplication::setQuitOnLastWindowClosed(false);
+    useNumberSymbolsOf(QLocale::system());
+
+    SingleInstance instance(QString::fromStdString(paths->databaseFile + ".lock"),
+                            QDBusConnection::sessionBus());
+    const auto request =
+        arguments.openCenter ? SingleInstance::Request::openCenter : SingleInstance::Request::activate;
+    const SingleInstance::Outcome outcome = instance.start(request);
+    if (outcome != SingleInstance::Outcome::primary)
+        return outcome == SingleInstance::Outcome::handedOver ? 0 : 1;
+
+    // Never destroyed: a thread that hangs in the kernel at the end may still use them.
+    auto& executor = *new QtExecutor;
+    const auto& platform = *new LinuxPlatform(executor, directories, paths->settingsFile,
+                                              QCoreApplication::applicationFilePath().toStdString(),
+                                              JsonDefaultsStore::Access::readWrite);
+    installPlatform(platform.ports());
+
+    ProgramSink sink(DatabaseManager::shared());
+    AppDelegate delegate(platform.ports(), AppSettings::shared(), DatabaseManager::shared(), sink,
+                         makeStatusItem());
+    TerminationSignals signals;
+    QObject::connect(&signals, &TerminationSignals::terminationRequested, &delegate, &AppDelegate::quitApp);
+    QObject::connect(&instance, &SingleInstance::activated, &delegate, &AppDelegate::activate);
+    QObject::connect(&instance, &SingleInstance::openCenterRequested, &delegate, &AppDelegate::activate);
+    delegate.applicationDidFinishLaunching();
+    return QApplication::exec();
+}

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <list>
+#include <memory>
+#include <stop_token>
+#include <string>
+
+#include "core/Mutex.h"
+#include "platform/ThreadSetup.h"
+
+namespace corvanta {
+
+/// Starts background tasks, each on a thread of its own, and knows which of them still run.
+///
+/// Owned by the monitoring loop. Any thread. A task that doesn't end in time is left behind rather than
+/// waited for, so a task must hold what it uses.
+class BackgroundTasks {
+  public:
+    using Body = std::function<void(const std::stop_token&)>;
+
+    explicit BackgroundTasks(ThreadSetup& threadSetup);
+
+    /// Starts a task; requesting stop on what is returned cancels it. Where the system refuses a thread the
+    /// task does not run and one line is logged.
+    std::stop_source start(std::string label, Body body);
+
+    void cancelAll();
+
+    /// True when all tasks have ended within the time.
+    bool waitForAll(std::chrono::milliseconds time);
+
+  private:
+    struct Running {
+        Mutex mutex;
+        Condition ended;
+        std::list<std::stop_source> tasks GUARDED_BY(mutex);
+    };
+
+    ThreadSetup& threadSetup_;
+    std::shared_ptr<Running> running_ = std::make_shared<Running>();
+};
+
+}  // namespace corvanta

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/linux/KernelFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace corvanta {
+
+KernelFile::KernelFile(std::string path) : path_(std::move(path)) {}
+
+KernelFile::~KernelFile() {
+    if (descriptor_ >= 0) close(descriptor_);
+}
+
+KernelFile::KernelFile(KernelFile&& other) noexcept
+    : path_(std::move(other.path_)),
+      descriptor_(std::exchange(other.descriptor_, -1)),
+      buffer_(std::move(other.buffer_)) {}
+
+std::optional<std::string_view> KernelFile::read(std::size_t limit) {
+    if (descriptor_ < 0) descriptor_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor_ < 0) return std::nullopt;
+    if (buffer_.size() < limit) buffer_.resize(limit);
+
+    std::size_t length = 0;
+    while (length < limit) {
+        const ssize_t got =
+            pread(descriptor_, buffer_.data() + length, limit - length, static_cast<off_t>(length));
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) {
+            close(std::exchange(descriptor_, -1));
+            return std::nullopt;
+        }
+        if (got == 0) break;
+        length += static_cast<std::size_t>(got);
+    }
+    return std::string_view(buffer_).substr(0, length);
+}
+
+}  // namespace corvanta

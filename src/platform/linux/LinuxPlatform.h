@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include "platform/Platform.h"
+#include "platform/linux/JsonDefaultsStore.h"
+#include "platform/linux/LinuxMemorySource.h"
+#include "platform/linux/LinuxThreadSetup.h"
+#include "platform/linux/ProcStat.h"
+#include "platform/linux/PsiPressureSource.h"
+#include "platform/linux/XdgDirectories.h"
+#include "platform/linux/XdgLoginItem.h"
+
+namespace corvanta {
+
+/// All ports of a Linux machine.
+///
+/// Owned by the program and never destroyed, as a thread that is left behind at the end may still read from
+/// it.
+class LinuxPlatform {
+  public:
+    /// `executablePath` is what a login would start. With read-only access nothing is ever written to
+    /// `settingsFile`.
+    LinuxPlatform(Executor& mainExecutor, const XdgDirectories& directories, const std::string& settingsFile,
+                  std::string executablePath, JsonDefaultsStore::Access access);
+    LinuxPlatform(const LinuxPlatform&) = delete;
+    LinuxPlatform& operator=(const LinuxPlatform&) = delete;
+
+    const Platform& ports() const { return ports_; }
+
+  private:
+    SystemClock clock_;
+    SystemWaiter waiter_;
+    LinuxThreadSetup threadSetup_;
+    ProcStatTickSource cpuTicks_;
+    LinuxMemorySource memoryCounters_;
+    PsiPressureSource memoryPressureEvents_;
+    LowPowerSource lowPower_;
+    PowerChangeSource powerChanges_;
+    ThermalSource thermal_;
+    JsonDefaultsStore defaults_;
+    XdgLoginItem loginItem_;
+    Platform ports_;
+};
+
+}  // namespace corvanta

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/linux/PrivateFile.h"
+
+#include <sys/stat.h>
+
+#include <QFile>
+#include <QSaveFile>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+namespace corvanta {
+namespace {
+
+std::optional<std::string> makeFolder(const std::filesystem::path& folder) {
+    std::error_code ignored;
+    if (folder.empty() || std::filesystem::is_directory(folder, ignored)) return std::nullopt;
+    if (auto failure = makeFolder(folder.parent_path())) return failure;
+    if (::mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
+        return std::generic_category().message(errno) + ": " + folder.string();
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> writePrivateFile(const std::string& path, std::string_view content) {
+    if (auto failure = makeFolder(std::filesystem::path(path).parent_path())) return failure;
+    QSaveFile file(QFile::decodeName(QByteArray::fromStdString(path)));
+    if (file.open(QIODevice::WriteOnly) && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
+        file.write(content.data(), static_cast<qint64>(content.size())) ==
+            static_cast<qint64>(content.size()) &&
+        file.commit()) {
+        return std::nullopt;
+    }
+    return file.errorString().toStdString();
+}
+
+}  // namespace corvanta

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/AppDelegate.h"
+
+#include <QCoreApplication>
+#include <QIcon>
+#include <QPixmap>
+#include <chrono>
+#include <utility>
+
+#include "shell/StatusRowBuilder.h"
+#include "shell/Symbols.h"
+
+namespace corvanta {
+namespace {
+
+constexpr std::chrono::hours heartbeatInterval{24};
+constexpr std::chrono::milliseconds titleUpdateDelay{100};
+constexpr double menuSymbolSize = 16;
+
+}  // namespace
+
+AppDelegate::AppDelegate(const Platform& platform, AppSettings& settings, DatabaseManager& database,
+                         PublishSink& sink, std::unique_ptr<StatusItem> statusItem)
+    : settings_(settings),
+      database_(database),
+      monitor_(platform, settings, sink),
+      statusItem_(std::move(statusItem)) {}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    database_.pruneOldRecords();
+    dailyHeartbeatTimer_.setTimerType(Qt::VeryCoarseTimer);
+    dailyHeartbeatTimer_.callOnTimeout(this, [this] { database_.pruneOldRecords(); });
+    dailyHeartbeatTimer_.start(heartbeatInterval);
+    createMenu();
+    installSubscriptions();
+    updateTitle();
+}
+
+void AppDelegate::activate() {
+    monitor_.refreshRateLimitedMetrics();
+}
+
+void AppDelegate::quitApp() {
+    QCoreApplication::quit();
+}
+
+void AppDelegate::createMenu() {
+    const QImage symbol = symbolImage(QStringLiteral("power"), menuSymbolSize,
+                                      menu_.palette().color(QPalette::Text), statusItem_->scale());
+    QAction* quit = menu_.addAction(QIcon(QPixmap::fromImage(symbol)), QStringLiteral("Quit Corvanta"), this,
+                                    &AppDelegate::quitApp);
+    quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+    quit->setShortcutVisibleInContextMenu(true);
+}
+
+void AppDelegate::installSubscriptions() {
+    titleUpdateTimer_.setSingleShot(true);
+    titleUpdateTimer_.callOnTimeout(this, &AppDelegate::updateTitle);
+    connect(&monitor_, &SystemMonitor::changed, this, [this] { titleUpdateTimer_.start(titleUpdateDelay); });
+    connect(&settings_, &SettingGroup::changed, this, &AppDelegate::updateTitle);
+    connect(statusItem_.get(), &StatusItem::primaryClicked, this, &AppDelegate::activate);
+    connect(statusItem_.get(), &StatusItem::secondaryClicked, this,
+            [this] { statusItem_->popUpMenu(&menu_); });
+    connect(statusItem_.get(), &StatusItem::appearanceChanged, this, &AppDelegate::updateTitle);
+}
+
+void AppDelegate::updateTitle() {
+    const StatusReadings readings{.cpuPercent = monitor_.cpuUsage(),
+                                  .ramText = QString::fromStdString(monitor_.formattedRAM()),
+                                  .pressureLevel = monitor_.displayedMemoryPressureLevel(),
+                                  .pressureText = QString::fromStdString(monitor_.formattedMemoryPressure())};
+    const StatusRow row = buildStatusRow(readings, statusItem_->appearance());
+    statusItem_->setContent(row);
+    statusItem_->setToolTip(row.plainText);
+}
+
+}  // namespace corvanta

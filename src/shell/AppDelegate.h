@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QMenu>
+#include <QObject>
+#include <QTimer>
+#include <memory>
+
+#include "monitoring/PublishSink.h"
+#include "monitoring/SystemMonitor.h"
+#include "platform/Platform.h"
+#include "settings/AppSettings.h"
+#include "shell/StatusItem.h"
+#include "storage/DatabaseManager.h"
+
+namespace corvanta {
+
+/// The program between launch and quit: owns the monitor, the status item and its menu.
+///
+/// Made in main() and lives until the event loop has ended. Main thread only. The monitor, and with it the
+/// sampling, starts with the delegate, ahead of the launch.
+class AppDelegate final : public QObject {
+    Q_OBJECT
+
+  public:
+    AppDelegate(const Platform& platform, AppSettings& settings, DatabaseManager& database, PublishSink& sink,
+                std::unique_ptr<StatusItem> statusItem);
+
+    /// Prunes the store, now and once a day, and brings the status item up.
+    void applicationDidFinishLaunching();
+
+    /// Another start of the program asked this one to show itself.
+    void activate();
+
+    void quitApp();
+
+    SystemMonitor& monitor() { return monitor_; }
+    StatusItem& statusItem() { return *statusItem_; }
+    QMenu& menu() { return menu_; }
+
+  private:
+    void createMenu();
+    void installSubscriptions();
+    void updateTitle();
+
+    AppSettings& settings_;
+    DatabaseManager& database_;
+    SystemMonitor monitor_;
+    std::unique_ptr<StatusItem> statusItem_;
+    QMenu menu_;
+    QTimer dailyHeartbeatTimer_;
+    QTimer titleUpdateTimer_;  // a burst of changes becomes one redraw
+};
+
+}  // namespace corvanta

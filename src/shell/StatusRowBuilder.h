@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QString>
+
+#include "core/MemoryPressureLevel.h"
+#include "shell/RowTheme.h"
+#include "shell/StatusRow.h"
+
+namespace corvanta {
+
+/// What the row tells, as the monitor shows it.
+struct StatusReadings {
+    double cpuPercent = 0;
+    QString ramText;
+    MemoryPressureLevel pressureLevel = MemoryPressureLevel::unavailable;
+    QString pressureText;
+
+    bool operator==(const StatusReadings&) const = default;
+};
+
+/// The row of CPU, memory and memory pressure. A percentage takes the same room from "0%" to "100%".
+StatusRow buildStatusRow(const StatusReadings& readings, Appearance appearance);
+
+}  // namespace corvanta

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/DatabaseManager.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "core/ApplicationPaths.h"
+#include "core/Log.h"
+#include "storage/Schema.h"
+#include "storage/Statement.h"
+
+namespace corvanta {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int busyMilliseconds = 3000;
+constexpr std::int64_t sessionRetentionSeconds = 7776000;
+
+void createDirectories(const fs::path& directory) {
+    fs::path part;
+    for (const fs::path& name : directory) {
+        part /= name;
+        std::error_code ignored;
+        if (fs::create_directory(part, ignored)) fs::permissions(part, fs::perms::owner_all, ignored);
+    }
+}
+
+bool exists(const std::string& path) {
+    std::error_code ignored;
+    return fs::exists(path, ignored);
+}
+
+bool hasContent(const std::string& path) {
+    std::error_code failure;
+    const auto size = fs::file_size(path, failure);
+    return !failure && size > 0;
+}
+
+/// The name under which SQLite reads a file without locks and side files, as something that never changes.
+std::string immutableName(const std::string& path) {
+    std::string name = path.starts_with('/') ? "file://" : "file:";
+    for (const char c : path) {
+        switch (c) {
+            case '%':
+                name += "%25";
+                break;
+            case '?':
+                name += "%3f";
+                break;
+            case '#':
+                name += "%23";
+                break;
+            default:
+                name += c;
+        }
+    }
+    return name + "?immutable=1";
+}
+
+/// False only when the step fails.
+bool deleteBefore(std::int64_t cutOff, std::string_view sql, sqlite3* db) {
+    Statement statement(db, sql);
+    if (!statement) return true;
+    statement.bindAll(cutOff);
+    return statement.run();
+}
+
+}  // namespace
+
+DatabaseManager::DatabaseManager(std::string databasePath, const Clock& clock, StoreAccess access)
+    : dbPath_(std::move(databasePath)), clock_(clock) {
+    if (access == StoreAccess::readWrite) {
+        openForWriting();
+    } else {
+        state_ = openForReading();
+        if (state_ != StoreState::ready) disconnect();
+    }
+}
+
+DatabaseManager::~DatabaseManager() {
+    disconnect();
+}
+
+DatabaseManager& DatabaseManager::shared() {
+    static const SystemClock& clock = *new SystemClock;
+    static DatabaseManager& instance = *new DatabaseManager(applicationPaths().databaseFile, clock);
+    return instance;
+}
+
+void DatabaseManager::openForWriting() {
+    createDirectories(fs::path(dbPath_).parent_path());
+    const bool isNew = !exists(dbPath_);
+    if (sqlite3_open(dbPath_.c_str(), &db_) != SQLITE_OK) {
+        disconnect();
+        logLine("Error opening database at " + dbPath_);
+        return;
+    }
+    state_ = StoreState::ready;
+    if (isNew) {
+        // Before WAL mode: SQLite gives the side files the mode that the file then has.
+        std::error_code ignored;
+        fs::permissions(dbPath_, fs::perms::owner_read | fs::perms::owner_write, ignored);
+    }
+    sqlite3_exec(db_, "PRAGMA foreign_keys = ON;", nullptr, nullptr, nullptr);
+    sqlite3_exec(db_, "PRAGMA journal_mode = WAL;", nullptr, nullptr, nullptr);
+    sqlite3_busy_timeout(db_, busyMilliseconds);
+    bringSchemaUpToDate(db_);
+    closeRowsLeftOpen(db_);
+}
+
+StoreState DatabaseManager::openForReading() {
+    // Even for a reader SQLite makes the side files of a file in WAL mode. Where there are none, nobody
+    // writes and the file is complete by itself, so it is read as it stands. The same is the way out where
+    // they can't be made or opened, as long as they hold nothing.
+    const bool isComplete = !hasContent(dbPath_ + "-wal") && !exists(dbPath_ + "-journal");
+    int result = SQLITE_CANTOPEN;
+    if (!isComplete || exists(dbPath_ + "-shm")) result = connectForReading(dbPath_);
+    if (isComplete && (result == SQLITE_CANTOPEN || result == SQLITE_READONLY)) {
+        disconnect();
+        result = connectForReading(immutableName(dbPath_));
+    }
+    switch (result) {
+        case SQLITE_OK:
+            return hasPresentSchema(db_) ? StoreState::ready : StoreState::olderSchema;
+        case SQLITE_NOTADB:
+        case SQLITE_CORRUPT:
+            return StoreState::notADatabase;
+        default:
+            return StoreState::unavailable;
+    }
+}
+
+int DatabaseManager::connectForReading(const std::string& name) {
+    const int opened = sqlite3_open_v2(name.c_str(), &db_, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
+    if (opened != SQLITE_OK) return opened;
+    sqlite3_busy_timeout(db_, busyMilliseconds);
+    // Opening reads nothing yet; this does.
+    return sqlite3_exec(db_, "SELECT 1 FROM sqlite_schema;", nullptr, nullptr, nullptr);
+}
+
+void DatabaseManager::disconnect() {
+    sqlite3_close(std::exchange(db_, nullptr));
+}
+
+std::int64_t DatabaseManager::secondsAgo(std::int64_t seconds) const {
+    constexpr auto lowest = std::numeric_limits<std::int64_t>::min();
+    constexpr auto highest = std::numeric_limits<std::int64_t>::max();
+    const std::int64_t now = storedSeconds(clock_.now());
+    if (seconds > 0 && now < lowest + seconds) return lowest;
+    if (seconds < 0 && now > highest + seconds) return highest;
+    return now - seconds;
+}
+
+void DatabaseManager::pruneOldRecords(std::int64_t olderThanSeconds) {
+    const std::int64_t cutOff = secondsAgo(olderThanSeconds);
+    const std::int64_t sessionCutOff = secondsAgo(sessionRetentionSeconds);
+    bool deleted = false;
+    {
+        const LockGuard guard(lock_);
+        deleted = deleteBefore(cutOff, "DELETE FROM metrics_history WHERE timestamp < ?;", db_);
+        deleteBefore(sessionCutOff,
+                     "DELETE FROM session_samples WHERE session_id IN "
+                     "(SELECT id FROM sessions WHERE ended_at IS NOT NULL AND ended_at < ?);",
+                     db_);
+        deleteBefore(sessionCutOff, "DELETE FROM sessions WHERE ended_at IS NOT NULL AND ended_at < ?;", db_);
+        deleteBefore(cutOff, "DELETE FROM performance_incidents WHERE ended_at IS NOT NULL AND ended_at < ?;",
+                     db_);
+    }
+    if (!deleted) logLine("Could not delete old rows.");
+}
+
+}  // namespace corvanta

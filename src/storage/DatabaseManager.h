@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/Clock.h"
+#include "core/HistoryRecords.h"
+#include "core/Mutex.h"
+#include "storage/TrendResult.h"
+#include "storage/WeeklyStats.h"
+
+struct sqlite3;
+
+namespace corvanta {
+
+/// What a store is opened for. The program itself writes; a companion beside it only reads, and then neither
+/// the file nor its folder is made, changed or brought up to date, and nothing is printed about the opening.
+enum class StoreAccess { readWrite, readOnly };
+
+/// What opening the file found. For a store that was opened for writing it is `ready` or `unavailable`; the
+/// other two are told only to a reader, who can't put them right.
+enum class StoreState {
+    ready,
+    unavailable,   ///< missing, not readable, or held by somebody else for longer than the wait
+    notADatabase,  ///< the file is something else, or damaged
+    olderSchema,   ///< a table or a column is missing: made by an earlier version of the program
+};
+
+/// The one persistent store: a SQLite file with the metric history, the recording sessions and the incidents.
+///
+/// The shared instance lives until the process ends; any other closes its file when it is destroyed. Any
+/// thread: every operation holds the one recursive lock for its whole length. Nothing here fails: without a
+/// usable file each operation gives its empty result (an empty list, an absent value, nothing). Three
+/// failures print a line: the file can't be opened, a sample can't be inserted, old rows can't be deleted.
+/// When another process holds the file, an operation waits for it for at most 3 seconds.
+class DatabaseManager {
+  public:
+    using WeeklyStats = corvanta::WeeklyStats;
+    using TrendResult = corvanta::TrendResult;
+
+    /// Opens the file, brings its schema up to date and closes what a dead program left open. The file is
+    /// made for its owner alone, with the folders that it needs. The clock outlives the store.
+    DatabaseManager(std::string databasePath, const Clock& clock,
+                    StoreAccess access = StoreAccess::readWrite);
+    ~DatabaseManager();
+    DatabaseManager(const DatabaseManager&) = delete;
+    DatabaseManager& operator=(const DatabaseManager&) = delete;
+
+    /// The program's own store, at the path of `applicationPaths()`, made on first use.
+    static DatabaseManager& shared();
+
+    StoreState state() const { return state_; }
+
+    /// Retention, measured from the present moment: history and ended incidents go at the given age, ended
+    /// sessions with their samples at 90 days. What has no end stays.
+    void pruneOldRecords(std::int64_t olderThanSeconds = 2592000);
+
+    /// Adds one row of history.
+    void insertSnapshot(const SnapshotValues& values);
+
+    // The readers of history count a row if it is at most `lastSeconds` older than the present whole second.
+
+    /// Oldest first.
+    std::vector<SystemSnapshot> fetchHistory(std::int64_t lastSeconds = 86400) const;
+
+    /// The values of one column, oldest first, without its NULLs. `column` is one of `cpu_usage`,
+    /// `ram_usage`, `disk_free`, `upload_speed`, `download_speed` and `memory_pressure`; any other name gives
+    /// an empty list.
+    std::vector<double> fetchMetricValues(std::string_view column, std::int64_t lastSeconds) const;
+
+    /// Percent; absent when no row of the period has a value.
+    std::optional<double> averageCPU(std::int64_t lastSeconds) const;
+
+    /// Absent when the period has no row.
+    std::optional<WeeklyStats> weeklyStats(std::int64_t lastSeconds) const;
+
+    /// CPU, then memory pressure, each only if it is not steady or stands high. Both windows, in seconds, end
+    /// now; both are read from one state of the table.
+    std::vector<TrendResult> detectTrends(std::int64_t shortWindow = 900,
+                                          std::int64_t longWindow = 3600) const;
+
+  private:
+    void openForWriting() REQUIRES(lock_);
+    StoreState openForReading() REQUIRES(lock_);
+    int connectForReading(const std::string& name) REQUIRES(lock_);
+    void disconnect() REQUIRES(lock_);
+    std::int64_t secondsAgo(std::int64_t seconds) const;
+
+    const std::string dbPath_;
+    const Clock& clock_;
+    StoreState state_ = StoreState::unavailable;
+
+    mutable RecursiveMutex lock_;
+    sqlite3* db_ GUARDED_BY(lock_) = nullptr;  ///< null when the file could not be opened
+};
+
+}  // namespace corvanta

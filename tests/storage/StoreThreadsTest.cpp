@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "storage/DatabaseManager.h"
+#include "storage/StoreTestSupport.h"
+#include "support/CapturedLog.h"
+#include "support/FakePlatform.h"
+#include "support/TempDirectory.h"
+
+namespace corvanta {
+namespace {
+
+using test::sampleAt;
+using test::storeNow;
+
+TEST(StoreThreads, everyOperationCanBeCalledFromAnyThread) {
+    constexpr int threads = 4;
+    constexpr int rounds = 40;
+    const test::TempDirectory folder;
+    test::FakeClock clock;
+    const test::CapturedLog log;
+    DatabaseManager store(folder.file("history.sqlite"), clock);
+    std::vector<std::thread> callers;
+    for (int thread = 0; thread < threads; ++thread) {
+        callers.emplace_back([&store] {
+            for (int round = 0; round < rounds; ++round) {
+                store.insertSnapshot(sampleAt(storeNow, 80, 90));
+                EXPECT_GE(store.fetchHistory().size(), 1u);
+                EXPECT_GE(store.fetchMetricValues("cpu_usage", 60).size(), 1u);
+                EXPECT_EQ(store.averageCPU(60), 80.0);
+                EXPECT_GE(store.weeklyStats(60).value_or(WeeklyStats{}).sampleCount, 1);
+                EXPECT_EQ(store.detectTrends().size(), 2u);
+                store.pruneOldRecords();
+            }
+        });
+    }
+    for (std::thread& caller : callers) caller.join();
+    EXPECT_EQ(store.fetchHistory().size(), static_cast<std::size_t>(threads * rounds));
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST(StoreThreads, twoStoresOnOneFileLoseNothing) {
+    constexpr int rounds = 60;
+    const test::TempDirectory folder;
+    test::FakeClock clock;
+    const test::CapturedLog log;
+    DatabaseManager first(folder.file("history.sqlite"), clock);
+    DatabaseManager second(folder.file("history.sqlite"), clock);
+    const auto writeTo = [](DatabaseManager& store) {
+        for (int round = 0; round < rounds; ++round) store.insertSnapshot(sampleAt(storeNow));
+    };
+    std::thread other(writeTo, std::ref(second));
+    writeTo(first);
+    other.join();
+    EXPECT_EQ(first.fetchHistory().size(), static_cast<std::size_t>(2 * rounds));
+    EXPECT_TRUE(log.lines().empty());
+}
+
+}  // namespace
+}  // namespace corvanta
