@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "ctl/Output.h"
+#include "monitoring/collectors/MonitoringLoop.h"
+#include "platform/Platform.h"
+#include "settings/AppSettings.h"
+
+namespace corvanta::ctl {
+
+/// This machine's figures, read by the same collectors as the program's. It publishes and stores nothing.
+///
+/// Owned by a command. Main thread only.
+class LiveSample {
+  public:
+    /// Takes the first reading, against which the next one measures rates.
+    explicit LiveSample(const Platform& platform);
+    ~LiveSample();
+
+    /// Reads again; rates cover the time since the last reading.
+    void refresh();
+
+    std::string text(const OutputOptions& options) const;
+    /// One JSON object on one line.
+    std::string json() const;
+
+  private:
+    const Platform& platform_;
+    std::shared_ptr<MonitoringLoop> loop_;
+    CycleReadings readings_;
+    Instant moment_;
+};
+
+// Both return the program's exit code.
+
+/// Two readings half a second apart, then the figures once.
+int runStatus(const Platform& platform, const OutputOptions& options);
+
+/// The figures at each refresh of the user's setting, until Ctrl+C.
+int runWatch(const Platform& platform, const AppSettings& settings, const OutputOptions& options);
+
+}  // namespace corvanta::ctl

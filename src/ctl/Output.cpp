@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ctl/Output.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+namespace corvanta::ctl {
+namespace {
+
+std::size_t characters(std::string_view text) {
+    return static_cast<std::size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
+}
+
+std::string_view escapeCode(ColorRole role) {
+    switch (role) {
+        case ColorRole::secondary:
+            return "\x1b[2m";
+        case ColorRole::green:
+            return "\x1b[32m";
+        case ColorRole::orange:
+            return "\x1b[33m";
+        case ColorRole::red:
+            return "\x1b[31m";
+    }
+    std::abort();
+}
+
+}  // namespace
+
+std::string colored(std::string_view text, ColorRole role, const OutputOptions& options) {
+    if (!options.color) return std::string(text);
+    return std::string(escapeCode(role)).append(text).append("\x1b[0m");
+}
+
+std::string table(const std::vector<std::vector<std::string>>& rows) {
+    std::vector<std::size_t> widths;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], characters(row[i]));
+    }
+    std::string text;
+    for (const auto& row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            text += row[i];
+            if (i + 1 < row.size()) text.append(widths[i] - characters(row[i]) + 2, ' ');
+        }
+        text.erase(text.find_last_not_of(' ') + 1);
+        text += '\n';
+    }
+    return text;
+}
+
+std::string localTime(std::int64_t secondsSince1970) {
+    const auto time = static_cast<std::time_t>(secondsSince1970);
+    std::tm parts{};
+    char text[64];
+    if (localtime_r(&time, &parts) == nullptr ||
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts) == 0) {
+        return "?";
+    }
+    return text;
+}
+
+std::string plain(std::string_view text) {
+    std::string result(text);
+    std::replace_if(
+        result.begin(), result.end(),
+        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, ' ');
+    return result;
+}
+
+bool print(std::string_view text) {
+    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+}
+
+void complain(std::string_view text) {
+    std::fprintf(stderr, "corvantactl: %.*s\n", static_cast<int>(text.size()), text.data());
+}
+
+}  // namespace corvanta::ctl

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/ColorRole.h"
+#include "core/Instant.h"
+
+namespace corvanta::ctl {
+
+/// How a command writes: text for people, or JSON for programs; colours only where a person looks at them.
+struct OutputOptions {
+    bool json = false;
+    bool color = false;
+};
+
+/// The text in the colour of its role; unchanged without colours.
+std::string colored(std::string_view text, ColorRole role, const OutputOptions& options);
+
+/// Columns padded with blanks to the widest cell, two blanks apart, without blanks at the line's end. Widths
+/// are counted in characters.
+std::string table(const std::vector<std::vector<std::string>>& rows);
+
+/// A moment in the machine's time zone, as "2026-11-21 10:15:32".
+std::string localTime(std::int64_t secondsSince1970);
+
+/// The text with control characters as blanks, so that a process name can't write to the terminal.
+std::string plain(std::string_view text);
+
+/// Writes to standard output at once. False when the reader has gone or the disk is full.
+bool print(std::string_view text);
+
+/// One line on standard error, after the program's name.
+void complain(std::string_view text);
+
+}  // namespace corvanta::ctl

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ctl/StoreCommands.h"
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <system_error>
+
+#include "core/ByteCount.h"
+#include "core/TextForms.h"
+#include "storage/DatabaseManager.h"
+
+namespace corvanta::ctl {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::optional<std::string> problemOf(StoreState state, const std::string& database) {
+    std::error_code ignored;
+    switch (state) {
+        case StoreState::ready:
+            return std::nullopt;
+        case StoreState::unavailable:
+            if (!std::filesystem::exists(database, ignored)) {
+                return "There is no store at " + database + "; corvanta makes it when it first runs.";
+            }
+            return "The store at " + database + " can't be opened.";
+        case StoreState::notADatabase:
+            return "The file at " + database + " is not a database.";
+        case StoreState::olderSchema:
+            return "The store at " + database +
+                   " was made by an earlier version; start corvanta once to update it.";
+    }
+    std::abort();
+}
+
+bool isReadable(const DatabaseManager& store, const std::string& database) {
+    const auto problem = problemOf(store.state(), database);
+    if (problem) complain(*problem);
+    return !problem;
+}
+
+Json optionalText(const std::optional<std::string>& text) {
+    return text ? Json(*text) : Json(nullptr);
+}
+
+Json jsonOf(const SystemSnapshot& row) {
+    return {{"timestamp", row.timestamp},
+            {"cpu_usage", row.cpuUsage},
+            {"ram_usage", row.ramUsage},
+            {"disk_free", row.diskFree},
+            {"upload_speed", row.uploadSpeed},
+            {"download_speed", row.downloadSpeed},
+            {"memory_pressure", row.memoryPressure},
+            {"memory_pressure_state", label(row.memoryPressureState)},
+            {"thermal_state", optionalText(row.thermalState)},
+            {"top_cpu_process", optionalText(row.topCPUProcess)},
+            {"top_cpu_usage", row.topCPUUsage}};
+}
+
+// A stored name may hold any bytes.
+std::string dumped(const Json& json) {
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+// Written row by row: a month has a quarter of a million of them.
+bool printHistoryJson(const std::vector<SystemSnapshot>& rows) {
+    bool isWritten = print("[");
+    for (std::size_t i = 0; isWritten && i < rows.size(); ++i) {
+        isWritten = print((i == 0 ? "\n" : ",\n") + dumped(jsonOf(rows[i])));
+    }
+    return isWritten && print("\n]\n");
+}
+
+std::vector<std::string> textOf(const SystemSnapshot& row) {
+    std::string process =
+        row.topCPUProcess ? plain(*row.topCPUProcess) + " " + percentText(row.topCPUUsage) : "-";
+    return {localTime(row.timestamp),
+            percentText(row.cpuUsage),
+            percentText(row.memoryPressure),
+            std::string(label(row.memoryPressureState)),
+            row.diskFree > 0 ? formatDiskBytes(row.diskFree) : "-",
+            speedString(row.uploadSpeed),
+            speedString(row.downloadSpeed),
+            plain(row.thermalState.value_or("-")),
+            std::move(process)};
+}
+
+}  // namespace
+
+int runHistory(const std::string& database, const Clock& clock, TimeRange range,
+               const OutputOptions& options) {
+    const DatabaseManager store(database, clock, StoreAccess::readOnly);
+    if (!isReadable(store, database)) return 1;
+    const std::vector<SystemSnapshot> rows = store.fetchHistory(rawValue(range));
+    if (options.json) return printHistoryJson(rows) ? 0 : 1;
+    if (rows.empty()) return print("No samples in this period.\n") ? 0 : 1;
+
+    std::vector<std::vector<std::string>> lines = {
+        {"Time", "CPU", "Pressure", "Level", "Disk free", "Up", "Down", "Thermal", "Busiest process"}};
+    for (const SystemSnapshot& row : rows) lines.push_back(textOf(row));
+    return print(table(lines)) ? 0 : 1;
+}
+
+int runTrends(const std::string& database, const Clock& clock, const OutputOptions& options) {
+    const DatabaseManager store(database, clock, StoreAccess::readOnly);
+    if (!isReadable(store, database)) return 1;
+    const auto trends = store.detectTrends();
+    if (options.json) {
+        Json list = Json::array();
+        for (const auto& trend : trends) {
+            list.push_back({{"metric", trend.metric},
+                            {"short_term_average", trend.shortTermAvg},
+                            {"long_term_average", trend.longTermAvg},
+                            {"trend", rawValue(trend.trend)},
+                            {"severity", rawValue(trend.severity)},
+                            {"summary", summary(trend)}});
+        }
+        return print(dumped(list) + "\n") ? 0 : 1;
+    }
+    if (trends.empty()) return print("No trends: the last 15 minutes are like the last hour.\n") ? 0 : 1;
+    std::string text;
+    for (const auto& trend : trends) {
+        text += summary(trend) + " (" + percentText(trend.shortTermAvg) + " in the last 15 minutes, " +
+                percentText(trend.longTermAvg) + " in the last hour)\n";
+    }
+    return print(text) ? 0 : 1;
+}
+
+}  // namespace corvanta::ctl

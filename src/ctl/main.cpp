@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <CLI/CLI.hpp>
+#include <QCoreApplication>
+#include <QLocale>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/Log.h"
+#include "core/NumberText.h"
+#include "ctl/LiveCommands.h"
+#include "ctl/StoreCommands.h"
+#include "monitoring/QtExecutor.h"
+#include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/Terminal.h"
+#include "platform/linux/XdgDirectories.h"
+#include "settings/AppSettings.h"
+
+using namespace corvanta;
+
+namespace {
+
+constexpr int failure = 1;
+constexpr int badUsage = 2;
+
+struct Options {
+    ctl::OutputOptions output;
+    std::string database;
+    std::string range = "24h";
+};
+
+/// What the commands stand on. The settings are only read: what loading would write stays in memory.
+struct Companion {
+    explicit Companion(const Options& given) : options(given) {
+        const XdgDirectories directories = xdgDirectories(processEnvironment, accountHome);
+        const auto paths = applicationPathsBelow(directories);
+        if (options.database.empty() && paths) options.database = paths->databaseFile;
+        options.output.color = standardOutputIsTerminal();
+        platform = std::make_unique<LinuxPlatform>(executor, directories,
+                                                   paths ? paths->settingsFile : std::string(), std::string(),
+                                                   JsonDefaultsStore::Access::readOnly);
+        const Platform& ports = platform->ports();
+        settings = std::make_unique<AppSettings>(ports.defaults, ports.loginItem, ports.clock, executor);
+    }
+
+    Options options;
+    QtExecutor executor;
+    std::unique_ptr<LinuxPlatform> platform;
+    std::unique_ptr<AppSettings> settings;
+};
+
+void declareTimeRange(CLI::App& command, Options& options) {
+    std::vector<std::string> labels;
+    for (const TimeRange range : allTimeRanges) labels.emplace_back(label(range));
+    command.add_option("--last", options.range, "How far to look back")
+        ->check(CLI::IsMember(labels))
+        ->capture_default_str();
+}
+
+TimeRange chosenRange(const Options& options) {
+    for (const TimeRange range : allTimeRanges) {
+        if (label(range) == options.range) return range;
+    }
+    return TimeRange::hours24;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    CLI::App app(
+        "Corvanta's companion for the terminal: it looks at this machine and at the stored history, and "
+        "writes neither the store nor the settings.",
+        "corvantactl");
+    app.set_version_flag("--version", "corvantactl " CORVANTA_VERSION);
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.add_flag("--json", options.output.json, "Write JSON for programs instead of text");
+    app.add_option("--database", options.database, "Read this store instead of the user's own")
+        ->type_name("FILE");
+    CLI::App* status = app.add_subcommand("status", "Show this machine now");
+    CLI::App* watch = app.add_subcommand("watch", "Show this machine at each refresh until interrupted");
+    CLI::App* history = app.add_subcommand("history", "List the stored samples, oldest first");
+    declareTimeRange(*history, options);
+    CLI::App* trends = app.add_subcommand("trends", "Compare the last 15 minutes with the last hour");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : badUsage;
+    }
+
+    setLogSink([](std::string_view line) { ctl::complain(line); });
+    const QLocale locale = QLocale::system();
+    setUserNumberSymbols({locale.decimalPoint().toStdString(), locale.groupSeparator().toStdString()});
+    try {
+        const Companion companion(options);
+        const Platform& ports = companion.platform->ports();
+        const Options& chosen = companion.options;
+        if (status->parsed()) return ctl::runStatus(ports, chosen.output);
+        if (watch->parsed()) return ctl::runWatch(ports, *companion.settings, chosen.output);
+        if (history->parsed())
+            return ctl::runHistory(chosen.database, ports.clock, chosenRange(chosen), chosen.output);
+        if (trends->parsed()) return ctl::runTrends(chosen.database, ports.clock, chosen.output);
+    } catch (const std::exception& error) {
+        ctl::complain(error.what());
+    }
+    return failure;
+}
