@@ -182,6 +182,14 @@ TEST_F(MetricsHistory, periodOfAnyLengthIsTaken) {
     EXPECT_TRUE(store.fetchHistory(0).empty());
 }
 
+TEST_F(MetricsHistory, periodOfAnyLengthIsTakenAlsoByAClockThatStandsBefore1970) {
+    clock.setNow(instantFromSeconds(-100));
+    store.insertSnapshot(sampleAt(-200));
+    EXPECT_EQ(store.fetchHistory(std::numeric_limits<std::int64_t>::max()).size(), 1u);
+    EXPECT_EQ(store.fetchHistory(100).size(), 1u);
+    EXPECT_TRUE(store.fetchHistory(99).empty());
+}
+
 TEST_F(MetricsHistory, wallClockThatJumpedBackStillFindsTheRowsAheadOfIt) {
     insertAgedBy(0);
     clock.setNow(instantFromSeconds(static_cast<double>(storeNow - 7 * 86400)));

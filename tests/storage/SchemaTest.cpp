@@ -183,8 +183,9 @@ TEST_F(Schema, fileIsInWalModeWithForeignKeysOn) {
 }
 
 TEST_F(Schema, ensureColumnTakesTheWholeNameAndAddsOnce) {
+    path = folder.file("any.sqlite");
     sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(path.replace(0, path.size(), folder.file("any.sqlite")).c_str(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
     sqlite3_exec(db, "CREATE TABLE t (a_longer TEXT, b TEXT);", nullptr, nullptr, nullptr);
     ensureColumn("a", "INTEGER NOT NULL DEFAULT 7", "t", db);
     ensureColumn("a", "TEXT", "t", db);

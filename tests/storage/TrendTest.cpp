@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <thread>
+#include <chrono>
+#include <future>
 
 #include "storage/DatabaseManager.h"
 #include "storage/StoreTestSupport.h"
@@ -150,26 +150,40 @@ TEST_F(Trends, longWindowIsOneHourByDefaultAndAnyLengthOnRequest) {
     EXPECT_TRUE(store.detectTrends(900, 0).empty()) << "a long window without rows";
 }
 
-TEST_F(Trends, bothReadsSeeOneStateOfTheTable) {
-    // With two equal windows the two means differ as soon as a row comes between the two reads.
-    store.insertSnapshot(sampleAt(storeNow, 80, 90));
-    std::atomic<bool> stop = false;
-    std::atomic<int> written = 0;
-    std::thread writer([&] {
-        for (int i = 1; !stop; ++i) {
-            store.insertSnapshot(sampleAt(storeNow, 80 + i % 17, 90 + i % 7));
-            ++written;
+/// Between the two reads of `detectTrends`, for which the store asks the time again, it has another thread
+/// insert a row, and gives that thread a while to get done with it.
+class InterruptingClock final : public Clock {
+  public:
+    Instant now() const override {
+        if (store != nullptr && ++readings == 2) {
+            writer = std::async(std::launch::async,
+                                [this] { store->insertSnapshot(sampleAt(storeNow, 100, 100)); });
+            insertedBetween = writer.wait_for(std::chrono::milliseconds(200)) == std::future_status::ready;
         }
-    });
-    int compared = 0;
-    while (compared < 400 || written < 100) {
-        for (const TrendResult& trend : store.detectTrends(900, 900)) {
-            ++compared;
-            ASSERT_EQ(trend.shortTermAvg, trend.longTermAvg) << (stop = true, writer.join(), trend.metric);
-        }
+        return instantFromSeconds(storeNow);
     }
-    stop = true;
-    writer.join();
+    double systemUptime() const override { return 0; }
+
+    DatabaseManager* store = nullptr;
+    mutable int readings = 0;
+    mutable bool insertedBetween = false;
+    mutable std::future<void> writer;
+};
+
+TEST(TrendReads, bothSeeOneStateOfTheTable) {
+    const test::TempDirectory folder;
+    InterruptingClock interrupting;
+    DatabaseManager store(folder.file("history.sqlite"), interrupting);
+    store.insertSnapshot(sampleAt(storeNow, 80, 90));
+    interrupting.store = &store;
+    // The two means of two equal windows differ if a row comes between the reads.
+    const auto trends = store.detectTrends(900, 900);
+    ASSERT_EQ(trends.size(), 2u);
+    for (const TrendResult& trend : trends) EXPECT_EQ(trend.shortTermAvg, trend.longTermAvg);
+    EXPECT_FALSE(interrupting.insertedBetween);
+    ASSERT_TRUE(interrupting.writer.valid()) << "nobody tried";
+    interrupting.writer.get();
+    EXPECT_EQ(store.averageCPU(900), 90.0) << "the row comes in afterwards";
 }
 
 TEST(TrendSummary, hasOneSentenceForEachDirectionAndSeverity) {
