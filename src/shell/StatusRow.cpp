@@ -53,6 +53,32 @@ class RunPainter {
     double left_ = chipMargin;
 };
 
+/// The ground of a row. The last one is kept: it changes only with the row's width, and filling its curves
+/// costs more than all the rest and wakes Qt's painting threads.
+QImage chipImage(const StatusChip& chip, QSizeF size, double devicePixelRatio) {
+    struct Kept {
+        StatusChip chip;
+        QSizeF size;
+        double devicePixelRatio = 0;
+        QImage image;
+    };
+    static Kept& kept = *new Kept;
+    if (kept.chip == chip && kept.size == size && kept.devicePixelRatio == devicePixelRatio)
+        return kept.image;
+
+    QImage image = rowCanvas(size, devicePixelRatio);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const double inset = chip.borderWidth / 2;
+    painter.setPen(QPen(chip.border, chip.borderWidth));
+    painter.setBrush(chip.background);
+    painter.drawRoundedRect(QRectF(QPointF(), size).adjusted(inset, inset, -inset, -inset), chip.radius,
+                            chip.radius);
+    painter.end();
+    kept = {chip, size, devicePixelRatio, image};
+    return image;
+}
+
 }  // namespace
 
 double StatusRow::width() const {
@@ -62,16 +88,9 @@ double StatusRow::width() const {
 }
 
 QImage renderRow(const StatusRow& row, double height, double devicePixelRatio) {
-    QImage image = rowCanvas(QSizeF(row.width(), height), devicePixelRatio);
+    QImage image = chipImage(row.chip, QSizeF(row.width(), height), devicePixelRatio);
     QPainter painter(&image);
     painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
-
-    const double inset = row.chip.borderWidth / 2;
-    painter.setPen(QPen(row.chip.border, row.chip.borderWidth));
-    painter.setBrush(row.chip.background);
-    painter.drawRoundedRect(QRectF(0, 0, row.width(), height).adjusted(inset, inset, -inset, -inset),
-                            row.chip.radius, row.chip.radius);
-
     RunPainter runs(painter, height, devicePixelRatio);
     for (const StatusRun& run : row.runs) runs.draw(run);
     return image;

@@ -56,7 +56,12 @@ void WorkerPool::work(const std::stop_token& poolStop) {
         mutex_.unlock();
         if (!skip) job();
         mutex_.lock();
-        if (--unfinished_ == 0) jobsFinished_.notifyOne();
+        if (--unfinished_ == 0) {
+            // Told without the lock, which the one that wakes needs at once.
+            mutex_.unlock();
+            jobsFinished_.notifyOne();
+            mutex_.lock();
+        }
     }
     mutex_.unlock();
 }

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <QDBusConnectionInterface>
@@ -44,7 +45,10 @@ ProcessLock::~ProcessLock() {
 }
 
 ProcessLock::Result ProcessLock::take(std::chrono::milliseconds patience) {
-    QDir().mkpath(QFileInfo(path_).path());
+    // The folder is the user's alone, whoever comes first makes it so.
+    const QString folder = QFileInfo(path_).path();
+    QDir().mkpath(QFileInfo(folder).path());
+    ::mkdir(QFile::encodeName(folder).constData(), 0700);
     // The file stays when the lock ends: to remove it would let two processes lock two files of one name.
     descriptor_ = ::open(QFile::encodeName(path_).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (descriptor_ < 0) return Result::impossible;
