@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/Log.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <utility>
 
 #include "core/Mutex.h"
+#include "core/PlainText.h"
 
 namespace corvanta {
 namespace {
@@ -25,10 +25,7 @@ Log& log() {
 }  // namespace
 
 void logLine(std::string_view text) {
-    std::string line(text);
-    std::replace_if(
-        line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; },
-        ' ');
+    std::string line = plainText(text);
     LogSink sink;
     {
         LockGuard guard(log().mutex);

@@ -64,14 +64,6 @@ std::string localTime(std::int64_t secondsSince1970) {
     return text;
 }
 
-std::string plain(std::string_view text) {
-    std::string result(text);
-    std::replace_if(
-        result.begin(), result.end(),
-        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, ' ');
-    return result;
-}
-
 bool print(std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
 }

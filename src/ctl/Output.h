@@ -26,9 +26,6 @@ std::string table(const std::vector<std::vector<std::string>>& rows);
 /// A moment in the machine's time zone, as "2026-11-21 10:15:32".
 std::string localTime(std::int64_t secondsSince1970);
 
-/// The text with control characters as blanks, so that a process name can't write to the terminal.
-std::string plain(std::string_view text);
-
 /// Writes to standard output at once. False when the reader has gone or the disk is full.
 bool print(std::string_view text);
 

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "core/ByteCount.h"
+#include "core/PlainText.h"
 #include "core/TextForms.h"
 #include "storage/DatabaseManager.h"
 
@@ -74,7 +75,7 @@ bool printHistoryJson(const std::vector<SystemSnapshot>& rows) {
 
 std::vector<std::string> textOf(const SystemSnapshot& row) {
     std::string process =
-        row.topCPUProcess ? plain(*row.topCPUProcess) + " " + percentText(row.topCPUUsage) : "-";
+        row.topCPUProcess ? plainText(*row.topCPUProcess) + " " + percentText(row.topCPUUsage) : "-";
     return {localTime(row.timestamp),
             percentText(row.cpuUsage),
             percentText(row.memoryPressure),
@@ -82,7 +83,7 @@ std::vector<std::string> textOf(const SystemSnapshot& row) {
             row.diskFree > 0 ? formatDiskBytes(row.diskFree) : "-",
             speedString(row.uploadSpeed),
             speedString(row.downloadSpeed),
-            plain(row.thermalState.value_or("-")),
+            plainText(row.thermalState.value_or("-")),
             std::move(process)};
 }
 

@@ -73,7 +73,7 @@ int main(int argc, char** argv) {
         "writes neither the store nor the settings.",
         "corvantactl");
     app.set_version_flag("--version", "corvantactl " CORVANTA_VERSION);
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1);  // so that an unknown word is named rather than a missing command
     app.fallthrough();
     app.add_flag("--json", options.output.json, "Write JSON for programs instead of text");
     app.add_option("--database", options.database, "Read this store instead of the user's own")
@@ -85,6 +85,7 @@ int main(int argc, char** argv) {
     CLI::App* trends = app.add_subcommand("trends", "Compare the last 15 minutes with the last hour");
     try {
         app.parse(argc, argv);
+        if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : badUsage;
     }

@@ -69,10 +69,12 @@ StatusRow buildStatusRow(const StatusReadings& readings, Appearance appearance) 
     Builder row(appearance);
     const RowTheme& theme = row.theme();
     const double percentWidth = valueWidth(QStringLiteral("100%"));
+    const double sizeWidth =
+        std::max(valueWidth(QStringLiteral("00.00 GB")), valueWidth(QStringLiteral("000.0 MB")));
     row.addMetric(QStringLiteral("CPU"), QStringLiteral("cpu"), toQString(percentText(readings.cpuPercent)),
                   theme.label, percentWidth);
     row.addMetric(QStringLiteral("RAM"), QStringLiteral("memorychip"), readings.ramText, theme.label,
-                  percentWidth);
+                  sizeWidth);
     row.addMetric(QStringLiteral("Memory pressure"), toQString(sfSymbol(readings.pressureLevel)),
                   readings.pressureText, theme.color(color(readings.pressureLevel)), 0);
     return row.take();

@@ -19,7 +19,8 @@ struct StatusReadings {
     bool operator==(const StatusReadings&) const = default;
 };
 
-/// The row of CPU, memory and memory pressure. A percentage takes the same room from "0%" to "100%".
+/// The row of CPU, memory and memory pressure. A percentage takes the same room from "0%" to "100%", a size
+/// from "1 MB" to "999.9 MB" and from "1 GB" to "99.99 GB".
 StatusRow buildStatusRow(const StatusReadings& readings, Appearance appearance);
 
 }  // namespace corvanta

@@ -16,6 +16,7 @@
 #include "core/NetworkDirection.h"
 #include "core/NetworkDisplayMode.h"
 #include "core/NetworkFormat.h"
+#include "core/PlainText.h"
 #include "core/RefreshFrequency.h"
 #include "core/SMARTStatus.h"
 #include "core/TimeRange.h"
@@ -183,6 +184,20 @@ RC_GTEST_PROP(HistoryRingProperty, keepsTheNewestEntriesInOrder, (const std::vec
     }
     const std::size_t kept = std::min(limit, values.size());
     RC_ASSERT(ring == std::vector<int>(values.end() - static_cast<std::ptrdiff_t>(kept), values.end()));
+}
+
+TEST(PlainText, everyControlCharacterBecomesOneBlank) {
+    EXPECT_EQ(plainText(std::string_view("a\0b\x7f"
+                                         "c\td",
+                                         7)),
+              "a b c d");
+    EXPECT_EQ(plainText("\xc2\x80 \xc2\x9b"
+                        "31m\xc2\x9f"),
+              "   31m ");
+    EXPECT_EQ(plainText("\xc2\xa0\xc2\xb5 na\xc3\xafve \xe2\x86\x91"),
+              "\xc2\xa0\xc2\xb5 na\xc3\xafve \xe2\x86\x91");
+    EXPECT_EQ(plainText("\xc2"), "\xc2");
+    EXPECT_EQ(plainText(""), "");
 }
 
 TEST(Log, aLineNeverBreaks) {

@@ -98,6 +98,18 @@ TEST(StatusRowTest, cpuTakesTheSameRoomFromNothingToEverything) {
     }
 }
 
+TEST(StatusRowTest, memoryTakesTheSameRoomWhateverItsDecimals) {
+    const auto widthWith = [](const QString& ramText) {
+        return buildStatusRow({42, ramText, MemoryPressureLevel::normal, QStringLiteral("Normal")},
+                              Appearance::dark)
+            .width();
+    };
+    const double width = widthWith(QStringLiteral("22.64 GB"));
+    for (const char* text : {"9 GB", "9.5 GB", "22.6 GB", "512.3 MB", "38%"}) {
+        EXPECT_EQ(widthWith(QString::fromLatin1(text)), width) << text;
+    }
+}
+
 TEST(StatusRowTest, allDigitsHaveOneWidth) {
     const QFont font = rowFont(10.5);
     const double width = textWidth(font, QStringLiteral("0"));

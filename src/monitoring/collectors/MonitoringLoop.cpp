@@ -32,7 +32,9 @@ MonitoringLoop::MonitoringLoop(const Platform& platform, CollectorSet collectors
       tasks_(platform.threadSetup),
       workers_(6, platform.threadSetup, "com.corvanta.collector") {}
 
-MonitoringLoop::~MonitoringLoop() { tasks_.cancelAll(); }
+MonitoringLoop::~MonitoringLoop() {
+    tasks_.cancelAll();
+}
 
 void MonitoringLoop::startMonitoring() {
     monitoringTask_.request_stop();
