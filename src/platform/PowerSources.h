@@ -20,7 +20,9 @@ class LowPowerSource {
     virtual bool isLowPowerModeEnabled() const { return false; }
 
     /// Calls `handler` on the main thread after each change. Null when there are no events.
-    virtual std::unique_ptr<Subscription> subscribe(std::function<void()> /*handler*/) { return nullptr; }
+    virtual std::unique_ptr<Subscription> subscribe(const std::function<void()>& /*handler*/) {
+        return nullptr;
+    }
 };
 
 /// Announcements that the power source or its state has changed.
@@ -31,7 +33,9 @@ class PowerChangeSource {
     virtual ~PowerChangeSource() = default;
 
     /// Calls `onChange` on the main thread. Null when there are no events.
-    virtual std::unique_ptr<Subscription> subscribe(std::function<void()> /*onChange*/) { return nullptr; }
+    virtual std::unique_ptr<Subscription> subscribe(const std::function<void()>& /*onChange*/) {
+        return nullptr;
+    }
 };
 
 }  // namespace corvanta

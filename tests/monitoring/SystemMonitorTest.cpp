@@ -489,7 +489,7 @@ TEST_F(SystemMonitorTest, theCollectorsAreMadeBeforeTheSubscriptionsAndTheLoopCo
             order.emplace_back("low power flag");
             return false;
         }
-        std::unique_ptr<Subscription> subscribe(std::function<void()>) override {
+        std::unique_ptr<Subscription> subscribe(const std::function<void()>&) override {
             order.emplace_back("low power events");
             return nullptr;
         }
@@ -497,7 +497,7 @@ TEST_F(SystemMonitorTest, theCollectorsAreMadeBeforeTheSubscriptionsAndTheLoopCo
     } lowPower{order};
     struct OrderedPower final : PowerChangeSource {
         explicit OrderedPower(Calls& o) : order(o) {}
-        std::unique_ptr<Subscription> subscribe(std::function<void()>) override {
+        std::unique_ptr<Subscription> subscribe(const std::function<void()>&) override {
             order.emplace_back("power changes");
             return nullptr;
         }

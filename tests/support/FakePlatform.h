@@ -216,8 +216,8 @@ class FakeMemoryPressureEventSource final : public MemoryPressureEventSource {
 class FakeLowPowerSource final : public LowPowerSource {
   public:
     bool isLowPowerModeEnabled() const override { return enabled; }
-    std::unique_ptr<Subscription> subscribe(std::function<void()> handler) override {
-        return subscribers.add(std::move(handler));
+    std::unique_ptr<Subscription> subscribe(const std::function<void()>& handler) override {
+        return subscribers.add(handler);
     }
 
     std::atomic<bool> enabled = false;
@@ -226,8 +226,8 @@ class FakeLowPowerSource final : public LowPowerSource {
 
 class FakePowerChangeSource final : public PowerChangeSource {
   public:
-    std::unique_ptr<Subscription> subscribe(std::function<void()> onChange) override {
-        return subscribers.add(std::move(onChange));
+    std::unique_ptr<Subscription> subscribe(const std::function<void()>& onChange) override {
+        return subscribers.add(onChange);
     }
 
     FakeSubscribers<> subscribers;

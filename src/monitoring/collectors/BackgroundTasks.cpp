@@ -15,7 +15,7 @@ BackgroundTasks::BackgroundTasks(ThreadSetup& threadSetup) : threadSetup_(thread
 std::stop_source BackgroundTasks::start(std::string label, Body body) {
     std::list<std::stop_source> entry(1);
     const auto position = entry.begin();
-    const std::stop_source stop = entry.front();
+    std::stop_source stop = entry.front();
     {
         LockGuard guard(running_->mutex);
         running_->tasks.splice(running_->tasks.end(), entry);

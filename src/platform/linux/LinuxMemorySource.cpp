@@ -11,7 +11,7 @@
 namespace corvanta {
 namespace {
 
-constexpr std::size_t mostText = 64 * 1024;
+constexpr std::size_t mostText = std::size_t{64} * 1024;
 constexpr std::string_view devicePrefix = "/dev/";
 
 // Devices come and go rarely, and listing them costs more than a whole reading.
@@ -54,7 +54,8 @@ void LinuxMemorySource::findZramDevices() {
     while (const dirent* entry = directory ? readdir(directory.get()) : nullptr) {
         const std::string name = entry->d_name;
         if (name.rfind("zram", 0) != 0) continue;
-        found.emplace(name, KernelFile(blockDevices + "/" + name + "/mm_stat"));
+        found.emplace(name,
+                      KernelFile(std::string(blockDevices).append("/").append(name).append("/mm_stat")));
     }
     zramStats_.swap(found);
 }

@@ -18,7 +18,7 @@
 namespace corvanta {
 namespace {
 
-constexpr std::size_t mostText = 64 * 1024;
+constexpr std::size_t mostText = std::size_t{64} * 1024;
 constexpr int calmPollMilliseconds = 10'000;
 constexpr int watchfulPollMilliseconds = 2'000;
 
