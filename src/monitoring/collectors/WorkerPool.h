@@ -40,7 +40,7 @@ class WorkerPool {
     void work(const std::stop_token& poolStop) EXCLUDES(mutex_);
 
     Mutex mutex_;
-    Condition jobsAvailable_;
+    StoppableCondition jobsAvailable_;
     Condition jobsFinished_;
     std::span<const Job> jobs_ GUARDED_BY(mutex_);
     std::size_t next_ GUARDED_BY(mutex_) = 0;
