@@ -51,7 +51,7 @@ std::string_view unitName(ByteUnit unit, bool single) {
 }
 
 std::string grouped(std::uint64_t value, std::string_view separator) {
-    std::string digits = std::to_string(value);
+    std::string digits = integerText(value);
     for (std::size_t left = digits.size(); left > 3; left -= 3) digits.insert(left - 3, separator);
     return digits;
 }
@@ -79,8 +79,8 @@ std::string inUnit(std::int64_t bytes, ByteCountStyle style, ByteUnit unit, cons
     std::string text = negative && (whole != 0 || fraction != 0) ? "-" : "";
     text += grouped(whole, symbols.group);
     if (fraction != 0) {
-        std::string decimals = std::to_string(fraction);
-        decimals.insert(0, std::to_string(scale).size() - 1 - decimals.size(), '0');
+        std::string decimals = integerText(fraction);
+        decimals.insert(0, integerText(scale).size() - 1 - decimals.size(), '0');
         decimals.erase(decimals.find_last_not_of('0') + 1);
         text += symbols.decimal + decimals;
     }

@@ -26,16 +26,6 @@ std::string fixedText(double value, int decimals) {
     return {buffer.data(), result.ptr};
 }
 
-std::string integerText(std::int64_t value) {
-    return std::to_string(value);
-}
-
-std::string shortestText(double value) {
-    std::array<char, 40> buffer;
-    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
-    return {buffer.data(), result.ptr};
-}
-
 const NumberSymbols& userNumberSymbols() {
     return symbolsInForce();
 }

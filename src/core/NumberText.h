@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstdint>
+#include <array>
+#include <charconv>
+#include <concepts>
 #include <string>
-#include <string_view>
 
 namespace corvanta {
 
@@ -12,10 +13,12 @@ namespace corvanta {
 std::string fixedText(double value, int decimals);
 
 /// An integer in decimal digits.
-std::string integerText(std::int64_t value);
-
-/// The shortest text that reads back as the same double, as in "0.1" or "1e+300".
-std::string shortestText(double value);
+template <std::integral Integer>
+std::string integerText(Integer value) {
+    std::array<char, 24> buffer;
+    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
+    return {buffer.data(), result.ptr};
+}
 
 /// Signs that figures shown to the user are written with.
 struct NumberSymbols {

@@ -14,6 +14,4 @@
 #define REQUIRES(...) CORVANTA_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define ACQUIRE(...) CORVANTA_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define RELEASE(...) CORVANTA_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
-#define TRY_ACQUIRE(...) CORVANTA_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define EXCLUDES(...) CORVANTA_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
-#define NO_THREAD_SAFETY_ANALYSIS CORVANTA_THREAD_ATTRIBUTE(no_thread_safety_analysis)

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "monitoring/SystemMonitor.h"
 
+#include <QThread>
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "core/HistoryRing.h"
@@ -20,9 +22,11 @@ std::vector<ProcessDetail> topList(const std::vector<ProcessDetail>& processes,
                    [](const ProcessDetail& p) { return &p; });
     const auto middle =
         order.begin() + static_cast<std::ptrdiff_t>(std::min(order.size(), SystemMonitor::topListLength));
+    // Not-a-number ranks as 0: it would break the order that the sort relies on.
+    const auto rank = [value](const ProcessDetail* p) { return std::isnan(p->*value) ? 0.0 : p->*value; };
     std::partial_sort(order.begin(), middle, order.end(),
-                      [value](const ProcessDetail* a, const ProcessDetail* b) {
-                          return a->*value != b->*value ? a->*value > b->*value : a < b;
+                      [&](const ProcessDetail* a, const ProcessDetail* b) {
+                          return rank(a) != rank(b) ? rank(a) > rank(b) : a < b;
                       });
     std::vector<ProcessDetail> top;
     std::transform(order.begin(), middle, std::back_inserter(top), [](const ProcessDetail* p) { return *p; });
@@ -61,11 +65,13 @@ SystemMonitor::~SystemMonitor() {
 }
 
 void SystemMonitor::setRequestedProcessSelection(std::optional<std::string> name) {
+    Q_ASSERT(thread() == QThread::currentThread());
     requestedProcessSelection_ = std::move(name);
     Q_EMIT changed();
 }
 
 void SystemMonitor::refreshRateLimitedMetrics() {
+    Q_ASSERT(thread() == QThread::currentThread());
     loop_->collectors().battery->invalidateCache();
     loop_->collectors().disk->invalidateUsageCache();
     loop_->requestCycle();
@@ -73,6 +79,7 @@ void SystemMonitor::refreshRateLimitedMetrics() {
 
 // The order of what follows is a promise to everything that the sink stands for.
 void SystemMonitor::publish(const CycleReadings& readings) {
+    Q_ASSERT(thread() == QThread::currentThread());
     cpuUsage_ = readings.cpuUsage;
     ram_ = readings.ram;
     disk_ = readings.disk;
@@ -84,6 +91,8 @@ void SystemMonitor::publish(const CycleReadings& readings) {
     appendToRing(networkHistory_, {readings.network.upload, readings.network.download}, historyLength);
     network_ = readings.network;
     publishProcesses(readings.processes);
+    memoryPressurePercentage_ = readings.ram.estimatedPressurePercentage;
+    estimatedMemoryPressureLevel_ = readings.ram.estimatedPressureLevel;
     memoryPressureLevel_ = loop_->collectors().memoryPressure->currentLevel();
     observePressureLevel();
     sink_.checkSystemState(cpuUsage_, memoryPressureLevel_, busiest(), largest(), *allProcesses_);
@@ -135,7 +144,7 @@ IncidentObservation SystemMonitor::makeObservation(const CycleReadings& readings
     observation.systemUptime = platform_.clock.systemUptime();
     observation.cpuUsage = cpuUsage_;
     observation.memoryPressureState = memoryPressureLevel_;
-    observation.estimatedMemoryPressure = ram_.estimatedPressurePercentage;
+    observation.estimatedMemoryPressure = memoryPressurePercentage_;
     observation.thermalState = thermalState_;
     observation.uploadSpeed = network_.upload;
     observation.downloadSpeed = network_.download;
@@ -173,11 +182,11 @@ void SystemMonitor::persist(const IncidentObservation& observation) {
     const double now = secondsSince1970(platform_.clock.now());
     if (now - lastDbInsertTime_ >= snapshotInterval) {
         sink_.insertSnapshot({.cpu = cpuUsage_,
-                              .ram = ram_.estimatedPressurePercentage,
+                              .ram = memoryPressurePercentage_,
                               .diskFree = disk_.free,
                               .upload = network_.upload,
                               .download = network_.download,
-                              .pressure = ram_.estimatedPressurePercentage,
+                              .pressure = memoryPressurePercentage_,
                               .pressureState = memoryPressureLevel_,
                               .thermalState = thermalState_,
                               .batteryPercentage = observation.batteryPercentage,
@@ -192,11 +201,11 @@ void SystemMonitor::persist(const IncidentObservation& observation) {
     }
     if (sink_.isRecording()) {
         sink_.insertSessionSample({.cpu = cpuUsage_,
-                                   .ram = ram_.estimatedPressurePercentage,
+                                   .ram = memoryPressurePercentage_,
                                    .diskFree = disk_.free,
                                    .upload = network_.upload,
                                    .download = network_.download,
-                                   .pressure = ram_.estimatedPressurePercentage,
+                                   .pressure = memoryPressurePercentage_,
                                    .pressureState = memoryPressureLevel_,
                                    .thermal = thermalState_,
                                    .topCpuName = observation.topCPUProcess.value_or(""),

@@ -74,8 +74,8 @@ class SystemMonitor final : public QObject {
     const std::vector<ProcessDetail>& topCPU() const { return topCPU_; }  ///< at most five, busiest first
     const std::vector<ProcessDetail>& topRAM() const { return topRAM_; }  ///< at most five, largest first
     const std::string& thermalState() const { return thermalState_; }
-    double memoryPressurePercentage() const { return ram_.estimatedPressurePercentage; }
-    MemoryPressureLevel estimatedMemoryPressureLevel() const { return ram_.estimatedPressureLevel; }
+    double memoryPressurePercentage() const { return memoryPressurePercentage_; }
+    MemoryPressureLevel estimatedMemoryPressureLevel() const { return estimatedMemoryPressureLevel_; }
     MemoryPressureLevel memoryPressureLevel() const { return memoryPressureLevel_; }
 
     /// A process that views ask to have selected. Views and navigation write and clear it; the cycle never
@@ -100,7 +100,8 @@ class SystemMonitor final : public QObject {
     std::string formatNetworkSpeed(double bytesPerSecond) const;
 
   Q_SIGNALS:
-    /// Some published value has changed; once a cycle, after all of its values are set.
+    /// Some published value has changed: once a cycle, after its last call out, and when the low-power flag
+    /// or the requested process changes by itself.
     void changed();
 
   private:
@@ -114,10 +115,12 @@ class SystemMonitor final : public QObject {
     const ProcessDetail* busiest() const { return topCPU_.empty() ? nullptr : &topCPU_.front(); }
     const ProcessDetail* largest() const { return topRAM_.empty() ? nullptr : &topRAM_.front(); }
 
+    // Constant after construction.
     const Platform& platform_;
     AppSettings& settings_;
     PublishSink& sink_;
 
+    // Main thread only, as all below.
     double cpuUsage_ = 0;
     RAMDetails ram_;
     DiskUsage disk_;
@@ -138,6 +141,8 @@ class SystemMonitor final : public QObject {
     std::vector<ProcessDetail> topCPU_;
     std::vector<ProcessDetail> topRAM_;
     std::string thermalState_ = "Nominal";
+    double memoryPressurePercentage_ = 0;
+    MemoryPressureLevel estimatedMemoryPressureLevel_ = MemoryPressureLevel::unavailable;
     MemoryPressureLevel memoryPressureLevel_ = MemoryPressureLevel::unavailable;
 
     MemoryPressureLevel lastObservedPressureLevel_ = MemoryPressureLevel::unavailable;

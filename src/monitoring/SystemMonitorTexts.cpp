@@ -43,13 +43,13 @@ std::string SystemMonitor::formattedRAM() const {
 }
 
 MemoryPressureLevel SystemMonitor::displayedMemoryPressureLevel() const {
-    return memoryPressureLevel_ == MemoryPressureLevel::unavailable ? ram_.estimatedPressureLevel
+    return memoryPressureLevel_ == MemoryPressureLevel::unavailable ? estimatedMemoryPressureLevel_
                                                                     : memoryPressureLevel_;
 }
 
 std::string SystemMonitor::formattedMemoryPressure() const {
     if (memoryPressureLevel_ == MemoryPressureLevel::unavailable) {
-        return std::string("Est. ").append(label(ram_.estimatedPressureLevel));
+        return std::string("Est. ").append(label(estimatedMemoryPressureLevel_));
     }
     return std::string(label(memoryPressureLevel_));
 }

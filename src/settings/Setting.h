@@ -123,7 +123,10 @@ class Setting final : public SettingBase {
     }
 
     /// Replaces what was loaded, without writing or announcing: for a value that the system has a say in.
-    void adopt(T value) { value_ = std::move(value); }
+    void adopt(T value) {
+        assertThread();
+        value_ = std::move(value);
+    }
 
     /// Calls `handler` with the value after each set, as long as `context` lives.
     void onChange(QObject* context, std::function<void(const T&)> handler) {

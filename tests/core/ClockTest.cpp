@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "core/Waiter.h"
+#include "support/FakePlatform.h"
 
 namespace corvanta {
 namespace {
@@ -42,6 +43,35 @@ TEST(SystemWaiter, cancellationEndsAWait) {
     std::jthread canceller([&] { stop.request_stop(); });
     EXPECT_FALSE(waiter.wait(3600, stop.get_token()));
     EXPECT_FALSE(waiter.wait(3600, stop.get_token()));
+}
+
+// Contracts that the system's own and the hand-driven ones both keep.
+
+TEST(ClockContract, uptimeNeverGoesBack) {
+    SystemClock real;
+    test::FakeClock fake;
+    for (const Clock* clock : {static_cast<const Clock*>(&real), static_cast<const Clock*>(&fake)}) {
+        double last = clock->systemUptime();
+        for (int i = 0; i < 1000; ++i) {
+            fake.advance(0.001);
+            const double now = clock->systemUptime();
+            EXPECT_GE(now, last);
+            last = now;
+        }
+    }
+}
+
+TEST(WaiterContract, aCancelledWaitTellsSoAndAnEndedOneToo) {
+    SystemWaiter real;
+    test::ManualWaiter fake;
+    for (Waiter* waiter : {static_cast<Waiter*>(&real), static_cast<Waiter*>(&fake)}) {
+        std::stop_source stop;
+        stop.request_stop();
+        EXPECT_FALSE(waiter->wait(3600, stop.get_token()));
+        fake.release();
+        fake.release();
+        EXPECT_TRUE(waiter->wait(0, {}));
+    }
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <thread>
 #include <vector>
 
 #include "monitoring/collectors/CPUMonitor.h"
@@ -94,6 +96,22 @@ TEST(CPUMonitor, absurdCountersStayInsideTheRange) {
     CPUMonitor monitor(source);
     monitor.getCPUUsage();
     EXPECT_DOUBLE_EQ(monitor.getCPUUsage(), 75.0);
+}
+
+TEST(CPUMonitor, severalThreadsMaySample) {
+    FakeCpuTickSource source;
+    for (std::uint64_t i = 0; i < 400; ++i) source.queue.emplace_back(oneCpu(i, 0, i, 0));
+    CPUMonitor monitor(source);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            for (int j = 0; j < 100; ++j) {
+                const double usage = monitor.getCPUUsage();
+                EXPECT_TRUE(usage == 0 || usage == 50) << usage;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
 }
 
 MemoryReading reading(std::uint64_t total, VirtualMemoryCounters counters) {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <barrier>
 #include <future>
 #include <vector>
 
@@ -40,6 +42,8 @@ TEST_F(MonitoringLoopTest, theFirstCycleRunsWithoutAnyWait) {
 
 TEST_F(MonitoringLoopTest, theWaitStartsOnlyWhenTheCycleHasBeenPublished) {
     loop->startMonitoring();
+    while (machine.executor.queued() == 0) std::this_thread::yield();
+    EXPECT_TRUE(machine.waiter.waits().empty());
     ASSERT_TRUE(machine.executor.runNext());  // the publish step of the first cycle
     ASSERT_TRUE(machine.waiter.awaitWaits(1));
     machine.waiter.release();
@@ -61,6 +65,32 @@ TEST_F(MonitoringLoopTest, aNewIntervalHoldsFromTheNextWaitOn) {
     ASSERT_TRUE(machine.executor.runNext());
     ASSERT_TRUE(machine.waiter.awaitWaits(2));
     EXPECT_EQ(machine.waiter.waits(), (std::vector<double>{1.0, 3.0}));
+}
+
+TEST_F(MonitoringLoopTest, theIntervalIsReadAfterTheCycle) {
+    loop->startMonitoring();
+    while (machine.executor.queued() == 0) std::this_thread::yield();
+    loop->setInterval(3.0);  // while the publish step is still to come
+    ASSERT_TRUE(machine.executor.runNext());
+    ASSERT_TRUE(machine.waiter.awaitWaits(1));
+    EXPECT_EQ(machine.waiter.waits(), (std::vector<double>{3.0}));
+}
+
+TEST_F(MonitoringLoopTest, theSixCollectorsRunAtOnceWhenTheyTakeLong) {
+    std::barrier meeting(6);  // nobody passes unless all six are there
+    script->duringEach = [&] { meeting.arrive_and_wait(); };
+    loop->collect({});
+    EXPECT_EQ(script->readings, 6);
+}
+
+TEST_F(MonitoringLoopTest, cancellingACycleCancelsTheReadingsNotYetBegun) {
+    // The first reading, on the one worker that is woken at first, cancels the cycle at once.
+    std::stop_source stop;
+    script->duringEach = [&] { stop.request_stop(); };
+    auto cycle = std::async(std::launch::async, [&] { return loop->updateMetrics(stop.get_token()); });
+    EXPECT_EQ(cycle.get(), MonitoringLoop::Outcome::completed);
+    EXPECT_LT(script->readings, 6);
+    EXPECT_EQ(machine.executor.queued(), 0U);
 }
 
 TEST_F(MonitoringLoopTest, theReadingsOfAllSixCollectorsArePublished) {
@@ -135,12 +165,15 @@ TEST_F(MonitoringLoopTest, aRequestDuringACycleLapses) {
     script->duringCpu = [&] { hold.pass(); };
     loop->startMonitoring();
     ASSERT_TRUE(hold.awaitArrival());
-    loop->requestCycle();
+    ASSERT_TRUE(
+        test::awaitEndOfTask(machine.threadSetup, "com.corvanta.refresh", [&] { loop->requestCycle(); }));
     EXPECT_EQ(loop->updateMetrics({}), MonitoringLoop::Outcome::skippedAlreadyRunning);
     hold.open();
     ASSERT_TRUE(machine.executor.runNext());
     ASSERT_TRUE(machine.waiter.awaitWaits(1));
+    EXPECT_EQ(machine.executor.runQueued(), 0);
     EXPECT_EQ(published.size(), 1U);
+    EXPECT_EQ(script->cpuReadings, 1);
 }
 
 TEST_F(MonitoringLoopTest, aPowerChangeWaitsATenthOfASecondAndThenReadsTheBatteryAfresh) {
@@ -229,6 +262,7 @@ TEST_F(MonitoringLoopTest, itsThreadsAreBackgroundThreads) {
     ASSERT_TRUE(machine.waiter.awaitWaits(1));
     const std::vector<std::string> labels = machine.threadSetup.labels();
     EXPECT_EQ(std::count(labels.begin(), labels.end(), "com.corvanta.monitor"), 1);
+    EXPECT_GE(std::count(labels.begin(), labels.end(), "com.corvanta.collector"), 1);
     EXPECT_LE(std::count(labels.begin(), labels.end(), "com.corvanta.collector"), 6);
 }
 

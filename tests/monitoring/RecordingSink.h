@@ -23,7 +23,7 @@ class RecordingSink final : public PublishSink {
     void checkSystemState(double cpuUsage, MemoryPressureLevel memoryPressure,
                           const ProcessDetail* topCpuProcess, const ProcessDetail* topRamProcess,
                           const std::vector<ProcessDetail>& allProcesses) override {
-        calls.push_back("checkSystemState " + shortestText(cpuUsage) + " " +
+        calls.push_back("checkSystemState " + fixedText(cpuUsage, 1) + " " +
                         std::string(label(memoryPressure)) + " " +
                         (topCpuProcess ? topCpuProcess->name : "none") + " " +
                         (topRamProcess ? topRamProcess->name : "none") + " " +

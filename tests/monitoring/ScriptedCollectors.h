@@ -1,15 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include "monitoring/collectors/Collectors.h"
+#include "support/FakePlatform.h"
 
 namespace corvanta::test {
 
@@ -25,7 +32,9 @@ struct CollectorScript {
     std::atomic<MemoryPressureLevel> level = MemoryPressureLevel::unavailable;
     std::atomic<SMARTStatus> smartStatus = SMARTStatus::unknown;
 
-    std::function<void()> duringCpu;  ///< called inside the CPU reading
+    std::function<void()> duringCpu;   ///< called inside the CPU reading
+    std::function<void()> duringEach;  ///< called inside each of the six readings
+    std::atomic<int> readings = 0;     ///< of all six together
     std::atomic<int> cpuReadings = 0;
     std::atomic<int> batteryInvalidations = 0;
     std::atomic<int> diskInvalidations = 0;
@@ -33,6 +42,11 @@ struct CollectorScript {
     std::atomic<double> batteryNow = 0;
     std::atomic<double> processesNow = 0;
     std::atomic<bool> processesForced = false;
+
+    void noteReading() {
+        ++readings;
+        if (duringEach) duringEach();
+    }
 };
 
 /// Collectors that answer by a script.
@@ -41,6 +55,7 @@ inline CollectorSet makeScriptedCollectors(const std::shared_ptr<CollectorScript
     struct Cpu final : CPUCollector {
         explicit Cpu(Script s) : script(std::move(s)) {}
         double getCPUUsage() override {
+            script->noteReading();
             ++script->cpuReadings;
             if (script->duringCpu) script->duringCpu();
             return script->cpu;
@@ -49,12 +64,16 @@ inline CollectorSet makeScriptedCollectors(const std::shared_ptr<CollectorScript
     };
     struct Ram final : RAMCollector {
         explicit Ram(Script s) : script(std::move(s)) {}
-        RAMDetails getRAMUsage() override { return script->ram; }
+        RAMDetails getRAMUsage() override {
+            script->noteReading();
+            return script->ram;
+        }
         Script script;
     };
     struct Disk final : DiskCollector {
         explicit Disk(Script s) : script(std::move(s)) {}
         DiskUsage getDiskUsage(double now) override {
+            script->noteReading();
             script->diskNow = now;
             return script->disk;
         }
@@ -66,6 +85,7 @@ inline CollectorSet makeScriptedCollectors(const std::shared_ptr<CollectorScript
     struct Battery final : BatteryCollector {
         explicit Battery(Script s) : script(std::move(s)) {}
         std::optional<BatteryDetails> getBatteryUsage(double now) override {
+            script->noteReading();
             script->batteryNow = now;
             return script->battery;
         }
@@ -74,12 +94,16 @@ inline CollectorSet makeScriptedCollectors(const std::shared_ptr<CollectorScript
     };
     struct Network final : NetworkCollector {
         explicit Network(Script s) : script(std::move(s)) {}
-        NetworkSpeed getNetworkSpeed() override { return script->network; }
+        NetworkSpeed getNetworkSpeed() override {
+            script->noteReading();
+            return script->network;
+        }
         Script script;
     };
     struct Processes final : ProcessCollector {
         explicit Processes(Script s) : script(std::move(s)) {}
         ProcessList getAllProcesses(bool forceRefresh, double now) override {
+            script->noteReading();
             script->processesForced = forceRefresh;
             script->processesNow = now;
             return std::make_shared<std::vector<ProcessDetail>>(script->processes);
@@ -100,6 +124,27 @@ inline CollectorSet makeScriptedCollectors(const std::shared_ptr<CollectorScript
     set.processes = std::make_unique<Processes>(script);
     set.memoryPressure = std::make_unique<Pressure>(script);
     return set;
+}
+
+/// Starts a background task and waits until its thread has ended. False when that did not happen in time.
+inline bool awaitEndOfTask(const FakeThreadSetup& setup, const std::string& label,
+                           const std::function<void()>& start) {
+    const auto threads = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/task"),
+                             std::filesystem::directory_iterator());
+    };
+    const auto begun = [&] {
+        const std::vector<std::string> labels = setup.labels();
+        return std::find(labels.begin(), labels.end(), label) != labels.end();
+    };
+    const auto before = threads();
+    start();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!begun() || threads() > before) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
 }
 
 /// A place where a collector can be held in the middle of its reading.

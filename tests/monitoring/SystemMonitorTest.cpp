@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <QSignalSpy>
+#include <algorithm>
+#include <atomic>
+#include <cmath>
 #include <memory>
 #include <string>
 #include <vector>
@@ -153,25 +156,30 @@ TEST_F(SystemMonitorTest, theReadingsBecomeItsProperties) {
 TEST_F(SystemMonitorTest, theCallsOutOfACycleComeInOneOrder) {
     script->cpu = 91;
     script->level = MemoryPressureLevel::warning;
-    script->battery = BatteryDetails{19, false, false, 40, 501, 88};
+    script->battery = BatteryDetails{19, false, true, 40, 501, 88};
     script->processes = {process(1, "small", 1, 1), process(2, "busy", 80, 2), process(3, "large", 3, 60)};
     machine.defaults.values["lastKnownBatteryCycleCount"] = std::int64_t{500};
+    machine.thermal.state = 2;
     sink.decision.shouldNotifyLowBattery = true;
     sink.recording = true;
-    cycle();
+    start();
+    QObject::connect(monitor.get(), &SystemMonitor::changed, monitor.get(),
+                     [this] { sink.calls.emplace_back("changed"); });
+    ASSERT_TRUE(machine.executor.runNext());
     EXPECT_EQ(sink.calls, (Calls{
                               "notifyBatteryCycleIncreased 500 501 88",
                               "notifyMemoryPressure Warning",
-                              "checkSystemState 91 Warning busy large 3",
-                              "checkThermalState Nominal",
+                              "checkSystemState 91.0 Warning busy large 3",
+                              "checkThermalState Serious",
                               "checkBatteryLifecycle 501 88",
                               "observe",
-                              "observeBattery 19 unplugged 20 enabled",
+                              "observeBattery 19 plugged 20 enabled",
                               "notifyLowBattery 19",
                               "insertSnapshot",
                               "recordPersistedObservation",
                               "isRecording",
                               "insertSessionSample",
+                              "changed",
                           }));
 }
 
@@ -180,7 +188,7 @@ TEST_F(SystemMonitorTest, aCalmDesktopMakesOnlyTheCallsOfEveryCycle) {
     sink.calls.clear();
     machine.clock.advance(2);
     cycle();
-    EXPECT_EQ(sink.calls, (Calls{"checkSystemState 0 Unavailable none none 0", "checkThermalState Nominal",
+    EXPECT_EQ(sink.calls, (Calls{"checkSystemState 0.0 Unavailable none none 0", "checkThermalState Nominal",
                                  "checkBatteryLifecycle absent absent", "observe", "isRecording"}));
 }
 
@@ -298,6 +306,16 @@ TEST_F(SystemMonitorTest, equalProcessesKeepTheirOrder) {
     EXPECT_EQ(ram, (Calls{"0", "1", "2", "3", "4"}));
 }
 
+TEST_F(SystemMonitorTest, notANumberRanksAsZero) {
+    for (int i = 0; i < 40; ++i) {
+        script->processes.push_back(process(i, std::to_string(i), i % 3 == 0 ? std::nan("") : i, 1));
+    }
+    cycle();
+    Calls names;
+    for (const auto& p : monitor->topCPU()) names.push_back(p.name);
+    EXPECT_EQ(names, (Calls{"38", "37", "35", "34", "32"}));
+}
+
 TEST_F(SystemMonitorTest, aMachineWithoutABatteryNeverReachesTheTracker) {
     for (int i = 0; i < 3; ++i) cycle();
     EXPECT_EQ(monitor->batteryPercentage(), std::nullopt);
@@ -309,6 +327,7 @@ TEST_F(SystemMonitorTest, aBatteryReadingThatFailsOnceLeavesThePublishedValuesSt
     script->battery = BatteryDetails{50, false, false, 60, 10, 95};
     cycle();
     script->battery.reset();
+    machine.clock.advance(10);
     cycle();
     EXPECT_EQ(monitor->batteryPercentage(), 50);
     EXPECT_EQ(monitor->batteryCycleCount(), 10);
@@ -316,6 +335,70 @@ TEST_F(SystemMonitorTest, aBatteryReadingThatFailsOnceLeavesThePublishedValuesSt
     EXPECT_EQ(sink.callsOf("observeBattery").size(), 2U);  // on the old value
     EXPECT_EQ(sink.observations.back().batteryPercentage, std::nullopt);
     EXPECT_EQ(sink.observations.back().isCharging, std::nullopt);
+    ASSERT_EQ(sink.snapshots.size(), 2U);
+    EXPECT_EQ(sink.snapshots.back().batteryPercentage, std::nullopt);
+    EXPECT_EQ(sink.snapshots.back().isCharging, std::nullopt);
+    EXPECT_EQ(sink.callsOf("checkBatteryLifecycle"),
+              (Calls{"checkBatteryLifecycle 10 95", "checkBatteryLifecycle 10 95"}));  // as published
+}
+
+TEST_F(SystemMonitorTest, theRowCarriesTheObservationsMoment) {
+    struct TickingClock final : Clock {
+        Instant now() const override { return instantFromSeconds(static_cast<double>(++seconds)); }
+        double systemUptime() const override { return 1; }
+        mutable std::atomic<std::int64_t> seconds = 1'800'000'000;
+    } clock;
+    const Platform platform{clock,
+                            machine.waiter,
+                            machine.executor,
+                            machine.threadSetup,
+                            machine.cpuTicks,
+                            machine.memoryCounters,
+                            machine.memoryPressureEvents,
+                            machine.lowPower,
+                            machine.powerChanges,
+                            machine.thermal,
+                            machine.defaults,
+                            machine.loginItem};
+    monitor = std::make_unique<SystemMonitor>(platform, settings, sink);
+    ASSERT_TRUE(machine.executor.runNext());
+    ASSERT_EQ(sink.snapshots.size(), 1U);
+    EXPECT_EQ(sink.snapshots[0].timestamp, sink.observations.at(0).timestamp);
+    monitor.reset();
+}
+
+TEST_F(SystemMonitorTest, aNegativeKnownCycleCountIsLeftAlone) {
+    machine.defaults.values["lastKnownBatteryCycleCount"] = std::int64_t{-1};
+    script->battery = BatteryDetails{50, false, false, {}, 10, {}};
+    cycle();
+    EXPECT_TRUE(sink.callsOf("notifyBatteryCycleIncreased").empty());
+    EXPECT_EQ(machine.defaults.integerValue("lastKnownBatteryCycleCount"), -1);
+}
+
+TEST_F(SystemMonitorTest, aSinkSeesTheValuesOfItsOwnStep) {
+    struct Watcher final : PublishSink {
+        void notifyBatteryCycleIncreased(std::int64_t, std::int64_t, std::optional<std::int64_t>) override {
+            pressureAtStart = monitor->memoryPressurePercentage();
+        }
+        void checkSystemState(double, MemoryPressureLevel, const ProcessDetail*, const ProcessDetail*,
+                              const std::vector<ProcessDetail>&) override {
+            pressureLater = monitor->memoryPressurePercentage();
+        }
+        SystemMonitor* monitor = nullptr;
+        double pressureAtStart = -1;
+        double pressureLater = -1;
+    } watcher;
+    machine.defaults.values["lastKnownBatteryCycleCount"] = std::int64_t{1};
+    script->battery = BatteryDetails{50, false, false, {}, 10, {}};
+    script->ram.estimatedPressurePercentage = 61;
+    monitor = std::make_unique<SystemMonitor>(machine.platform, settings, watcher, [this](const Platform&) {
+        return test::makeScriptedCollectors(script);
+    });
+    watcher.monitor = monitor.get();
+    ASSERT_TRUE(machine.executor.runNext());
+    EXPECT_EQ(watcher.pressureAtStart, 0);
+    EXPECT_EQ(watcher.pressureLater, 61);
+    monitor.reset();
 }
 
 TEST_F(SystemMonitorTest, theFirstCycleCountIsStoredInSilenceAndOnlyARiseIsTold) {
@@ -437,11 +520,13 @@ TEST_F(SystemMonitorTest, aRefreshDuringACycleStartsNoSecondOne) {
     script->duringCpu = [&] { hold.pass(); };
     start();
     ASSERT_TRUE(hold.awaitArrival());
-    monitor->refreshRateLimitedMetrics();  // returns at once
+    ASSERT_TRUE(test::awaitEndOfTask(machine.threadSetup, "com.corvanta.refresh",
+                                     [&] { monitor->refreshRateLimitedMetrics(); }));
     EXPECT_EQ(script->batteryInvalidations, 1);
     hold.open();
     ASSERT_TRUE(machine.executor.runNext());
     ASSERT_TRUE(machine.waiter.awaitWaits(1));
+    EXPECT_EQ(machine.executor.runQueued(), 0);
     EXPECT_EQ(script->cpuReadings, 1);
     EXPECT_EQ(monitor->cpuHistory().size(), 1U);
 }

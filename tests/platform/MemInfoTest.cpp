@@ -247,6 +247,15 @@ TEST_F(MemoryFiles, aZramDeviceThatAppearsLaterIsFound) {
     EXPECT_EQ(source.readMemory().counters->compressed, gib(.125));
 }
 
+TEST_F(MemoryFiles, whatTheZfsCacheCanGiveBackIsAvailable) {
+    files().write("proc/meminfo", usual);
+    const auto without = LinuxMemorySource(proc, sys).readMemory().counters;
+    files().write("proc/spl/kstat/zfs/arcstats", "size 4 2147483648\nc_min 4 1073741824\n");
+    const auto with = LinuxMemorySource(proc, sys).readMemory().counters;
+    ASSERT_TRUE(with && without);
+    EXPECT_EQ(with->external - without->external, gib(1));
+}
+
 TEST_F(MemoryFiles, withoutMeminfoOnlyThePhysicalMemoryIsKnown) {
     const MemoryReading reading = LinuxMemorySource(proc, sys).readMemory();
     EXPECT_EQ(reading.counters, std::nullopt);

@@ -1,13 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <condition_variable>
+#include <filesystem>
+#include <iterator>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "platform/linux/LinuxThreadSetup.h"
 #include "platform/linux/PressureClassifier.h"
+#include "platform/linux/PressureWatch.h"
 #include "platform/linux/PsiPressureSource.h"
+#include "support/CapturedLog.h"
 #include "support/FakePlatform.h"
 #include "support/TempDirectory.h"
 
@@ -110,6 +120,19 @@ TEST(PressureClassifier, weakerConditionsHoldALevel) {
     }
 }
 
+TEST(PressureClassifier, eachLevelFallsByItsOwnTenSeconds) {
+    // Critical no longer holds from 2 on, but warning does until 11.
+    PressureClassifier classifier;
+    EXPECT_EQ(classifier.feed(0, figures(45, 5, 20, 0)), Events::critical);
+    for (double moment = 2; moment <= 10; moment += 1) {
+        EXPECT_EQ(classifier.feed(moment, figures(8, 3, 40, 50)), std::nullopt) << moment;
+    }
+    EXPECT_EQ(classifier.feed(11, figures(0, 0, 90, 50)), std::nullopt);
+    EXPECT_EQ(classifier.feed(12, figures(0, 0, 90, 50)), Events::warning);
+    EXPECT_EQ(classifier.feed(20, figures(0, 0, 90, 50)), std::nullopt);
+    EXPECT_EQ(classifier.feed(21, figures(0, 0, 90, 50)), Events::normal);
+}
+
 MemInfo memInfo(std::uint64_t total, std::uint64_t available, std::uint64_t swap = 0,
                 std::uint64_t swapFree = 0) {
     MemInfo info;
@@ -137,6 +160,16 @@ TEST(PressureWindow, measuresTheGrowthOfTheLastTenSeconds) {
     EXPECT_DOUBLE_EQ(feed(12, 2'000'000, 500'000).some, 0);      // since the sample at 2
     EXPECT_DOUBLE_EQ(feed(22, 102'000'000, 500'000).some, 100);  // never more than all the time
     EXPECT_DOUBLE_EQ(feed(32, 5, 5).some, 0);                    // totals that fell
+}
+
+TEST(PressureWindow, measuresFromTheSampleNearestToTenSecondsBack) {
+    PressureWindow window;
+    const auto feed = [&](double moment, std::uint64_t full) {
+        return window.feed(moment, memInfo(100, 20), PressureTotals{full, full}, {}).full;
+    };
+    feed(0, 0);
+    feed(10, 0);
+    EXPECT_NEAR(feed(19, 2'000'000), 100 * 2.0 / 9, 1e-9);  // since 10, not since 0
 }
 
 TEST(PressureWindow, withoutSwapNoneIsFreeAndWithoutMemoryFiguresAllSeemsWell) {
@@ -178,6 +211,95 @@ TEST(VmStat, addsTheTwoCounters) {
     EXPECT_EQ(parseSwapInPages("pgfault 1\n"), std::nullopt);
 }
 
+class PressureFiles : public testing::Test {
+  protected:
+    void memory(int availablePercent) {
+        root.write("meminfo", "MemTotal: 100000 kB\nMemAvailable: " + std::to_string(availablePercent) +
+                                  "000 kB\nSwapTotal: 100 kB\nSwapFree: 90 kB\n");
+    }
+    void stalls(std::uint64_t some, std::uint64_t full) {
+        root.write("pressure/memory",
+                   "some avg10=0.00 avg60=0.00 avg300=0.00 total=" + std::to_string(some) +
+                       "\nfull avg10=0.00 avg60=0.00 avg300=0.00 total=" + std::to_string(full) + "\n");
+    }
+    TempDirectory root;
+    PressureWatch watch{root.path().string()};
+};
+
+TEST_F(PressureFiles, stallsRaiseTheLevelWhileMemoryIsShort) {
+    memory(30);
+    stalls(1'000'000, 0);
+    EXPECT_EQ(watch.look(0), std::nullopt);
+    stalls(1'300'000, 0);
+    EXPECT_EQ(watch.look(2), Events::warning);  // 15 % of two seconds
+    memory(20);
+    stalls(2'600'000, 0);
+    EXPECT_EQ(watch.look(4), Events::critical);  // 40 % of four seconds
+    memory(90);
+    EXPECT_EQ(watch.look(6), std::nullopt);
+    EXPECT_EQ(watch.look(16), Events::normal);
+}
+
+TEST_F(PressureFiles, stallsOnAMachineWithPlentyOfMemoryAreNone) {
+    memory(97);
+    stalls(0, 0);
+    watch.look(0);
+    stalls(2'000'000, 2'000'000);
+    EXPECT_EQ(watch.look(2), std::nullopt);
+}
+
+TEST_F(PressureFiles, aLookWithoutMemoryFiguresLeavesTheLevelAsItWas) {
+    memory(30);
+    stalls(0, 0);
+    watch.look(0);
+    stalls(300'000, 0);
+    EXPECT_EQ(watch.look(2), Events::warning);
+    for (const std::string_view broken : {"", "MemTotal: 1", "garbage\n", "MemTotal: 100000 kB\n"}) {
+        root.write("meminfo", broken);
+        for (double moment = 10; moment < 60; moment += 10) EXPECT_EQ(watch.look(moment), std::nullopt);
+        EXPECT_EQ(watch.level(), Events::warning);
+    }
+}
+
+TEST_F(PressureFiles, withoutThePressureFilePagesThatReturnRaiseTheLevel) {
+    memory(90);
+    for (int second = 0; second <= 10; second += 2) {
+        root.write("vmstat", "pswpin " + std::to_string(second * 1001) + "\n");
+        const auto event = watch.look(second);
+        EXPECT_EQ(event, second == 10 ? std::optional(Events::warning) : std::nullopt) << second;
+    }
+}
+
+/// How many threads this process has.
+std::size_t threadCount() {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/task"),
+                                                  std::filesystem::directory_iterator()));
+}
+
+/// Two ends of a stream; urgent data at one makes poll() tell POLLPRI at the other, as the kernel's trigger
+/// does.
+struct UrgentPipe {
+    UrgentPipe() {
+        const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        bind(listener, reinterpret_cast<sockaddr*>(&address), size);
+        listen(listener, 1);
+        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+        sender = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        connect(sender, reinterpret_cast<sockaddr*>(&address), size);
+        receiver = accept(listener, nullptr, nullptr);
+        close(listener);
+    }
+    ~UrgentPipe() { close(sender); }
+    void fire() const { send(sender, "!", 1, MSG_OOB); }
+
+    int sender;
+    int receiver;  // the subscription's
+};
+
 /// Collects events and waits for them.
 class Received {
   public:
@@ -188,9 +310,9 @@ class Received {
         }
         changed_.notify_all();
     }
-    bool await(std::size_t count) {
+    bool await(std::size_t count, std::chrono::seconds deadline = std::chrono::seconds(30)) {
         std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return all_.size() >= count; });
+        return changed_.wait_for(lock, deadline, [&] { return all_.size() >= count; });
     }
     std::vector<Events> all() {
         const std::lock_guard guard(mutex_);
@@ -214,6 +336,53 @@ TEST(PsiPressureSource, announcesALevelThatIsReachedByMemoryAlone) {
     ASSERT_NE(subscription, nullptr);
     ASSERT_TRUE(received.await(1));
     EXPECT_EQ(received.all(), (std::vector<Events>{Events::critical}));
+}
+
+TEST(PsiPressureSource, theTriggerWakesItBeforeItsTime) {
+    const TempDirectory root;
+    root.write("meminfo", "MemTotal: 1000 kB\nMemAvailable: 900 kB\nSwapTotal: 0 kB\nSwapFree: 0 kB\n");
+    const UrgentPipe pipe;
+    ASSERT_GE(pipe.receiver, 0);
+    test::FakeThreadSetup threads;
+    PsiPressureSource source(root.path().string(), threads,
+                             [&](const std::string&) { return pipe.receiver; });
+    Received received;
+    const auto subscription = source.subscribe("label", [&](Events e) { received.add(e); });
+    while (threads.labels().empty()) std::this_thread::yield();
+    root.write("meminfo", "MemTotal: 1000 kB\nMemAvailable: 40 kB\nSwapTotal: 0 kB\nSwapFree: 0 kB\n");
+    pipe.fire();
+    // A calm machine is looked at only every ten seconds.
+    EXPECT_TRUE(received.await(1, std::chrono::seconds(8)));
+    EXPECT_EQ(received.all(), (std::vector<Events>{Events::critical}));
+}
+
+TEST(PsiPressureSource, theKernelsTriggerCanBeOpenedWhereThereIsOne) {
+    if (!std::filesystem::exists("/proc/pressure/memory")) {
+        EXPECT_LT(openPressureTrigger("/proc"), 0);
+        return;
+    }
+    const int trigger = openPressureTrigger("/proc");
+    ASSERT_GE(trigger, 0);
+    pollfd descriptor{trigger, POLLPRI, 0};
+    EXPECT_GE(poll(&descriptor, 1, 0), 0);
+    EXPECT_EQ(descriptor.revents & (POLLERR | POLLNVAL), 0);
+    close(trigger);
+    EXPECT_LT(openPressureTrigger("/nowhere"), 0);
+}
+
+TEST(PsiPressureSource, withoutADescriptorToSpareThereIsNoSubscription) {
+    const test::CapturedLog log;
+    LinuxThreadSetup threads;
+    PsiPressureSource source("/proc", threads);
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{3, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    const auto subscription = source.subscribe("label", [](Events) {});
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(subscription, nullptr);
+    ASSERT_EQ(log.lines().size(), 1U);
+    EXPECT_EQ(log.lines()[0].rfind("Could not watch the memory pressure: ", 0), 0U) << log.lines()[0];
 }
 
 TEST(PsiPressureSource, aMachineWithoutAnyOfTheFilesStaysSilent) {
@@ -247,9 +416,11 @@ TEST_P(PressureSourceContract, anEndedSubscriptionIsSilent) {
     PsiPressureSource real(root.path().string(), threads);
     MemoryPressureEventSource& source = GetParam() ? static_cast<MemoryPressureEventSource&>(real) : fake;
     Received received;
+    const std::size_t threadsBefore = threadCount();
     auto subscription = source.subscribe("label", [&](Events e) { received.add(e); });
     ASSERT_NE(subscription, nullptr);
     subscription.reset();
+    EXPECT_EQ(threadCount(), threadsBefore);  // nobody is left to call the handler
     root.write("meminfo", "MemTotal: 1000 kB\nMemAvailable: 10 kB\n");
     fake.subscribers.fire(Events::critical);
     EXPECT_TRUE(received.all().empty());

@@ -95,6 +95,16 @@ TEST_F(ProcStatFile, aDirectoryInItsPlaceIsAFailedReading) {
     EXPECT_FALSE(source.readTicks(ticks));
 }
 
+TEST_F(ProcStatFile, aFileThatEndsWithinTheProcessorLinesIsAFailedReading) {
+    ProcStatTickSource source(root.path().string());
+    for (const std::string_view text :
+         {"cpu  2 4 6 8\ncpu0 1 2 3 4\n", "cpu  2 4 6 8\ncpu0 1 2 3 4\ncpu1 1 2"}) {
+        root.write("stat", text);
+        EXPECT_FALSE(source.readTicks(ticks)) << text;
+        EXPECT_TRUE(ticks.empty());
+    }
+}
+
 TEST_F(ProcStatFile, moreProcessorsThanThisMachineHasAreAllRead) {
     std::string text = "cpu  1 2 3 4\n";
     for (int cpu = 0; cpu < 2000; ++cpu) {

@@ -66,16 +66,22 @@ void MonitoringLoop::requestCycle() {
 void MonitoringLoop::refreshBatteryAfterPowerSourceChange() {
     tasks_.start("com.corvanta.power",
                  [weak = weak_from_this(), &waiter = waiter_](const std::stop_token& stop) {
-                     if (weak.expired() || !waiter.wait(powerChangeDelay, stop)) return;
-                     for (int attempt = 0;; ++attempt) {
-                         const auto loop = weak.lock();
-                         if (!loop) return;
-                         loop->collectors_.battery->invalidateCache();
-                         if (loop->updateMetrics(stop) == Outcome::completed || attempt == powerChangeRetries)
-                             return;
-                         if (!waiter.wait(powerChangeRetryDelay, stop)) return;
-                     }
+                     runPowerChange(weak, waiter, stop);
                  });
+}
+
+void MonitoringLoop::runPowerChange(const std::weak_ptr<MonitoringLoop>& weak, Waiter& waiter,
+                                    const std::stop_token& stop) {
+    if (weak.expired() || !waiter.wait(powerChangeDelay, stop)) return;
+    for (int attempt = 0;; ++attempt) {
+        if (const auto loop = weak.lock()) {
+            loop->collectors_.battery->invalidateCache();
+            if (loop->updateMetrics(stop) == Outcome::completed) return;
+        } else {
+            return;
+        }
+        if (attempt == powerChangeRetries || !waiter.wait(powerChangeRetryDelay, stop)) return;
+    }
 }
 
 MonitoringLoop::Outcome MonitoringLoop::updateMetrics(const std::stop_token& stop) {
@@ -108,7 +114,7 @@ void MonitoringLoop::collectAndPublishMetrics(const std::stop_token& stop) {
     mainExecutor_.post([weak = weak_from_this(), readings, isPublished] {
         const auto loop = weak.lock();
         if (!loop) return;
-        if (const auto publish = loop->publish_) (*publish)(*readings);
+        if (const auto publish = loop->publish_; publish && *publish) (*publish)(*readings);
         {
             LockGuard guard(loop->publishMutex_);
             *isPublished = true;

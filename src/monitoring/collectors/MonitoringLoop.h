@@ -25,6 +25,8 @@ struct CycleReadings {
     NetworkSpeed network;
     ProcessList processes;  ///< never null in a published reading
     bool isLowPowerModeEnabled = false;
+
+    bool operator==(const CycleReadings&) const = default;
 };
 
 /// The background half of the monitor: runs the cycles, gathers their readings on worker threads and hands
@@ -64,7 +66,8 @@ class MonitoringLoop : public std::enable_shared_from_this<MonitoringLoop> {
     /// Blocks; background threads only.
     Outcome updateMetrics(const std::stop_token& stop);
 
-    /// The gathering alone, without publishing: what a cycle starts with. Blocks its caller.
+    /// The gathering alone, without publishing: what a cycle starts with. Blocks its caller; never beside a
+    /// cycle.
     CycleReadings collect(const std::stop_token& stop);
 
   private:
@@ -73,16 +76,22 @@ class MonitoringLoop : public std::enable_shared_from_this<MonitoringLoop> {
     void collectAndPublishMetrics(const std::stop_token& stop) EXCLUDES(publishMutex_);
     static void runLoop(const std::weak_ptr<MonitoringLoop>& weak, Waiter& waiter,
                         const std::stop_token& stop);
+    static void runPowerChange(const std::weak_ptr<MonitoringLoop>& weak, Waiter& waiter,
+                               const std::stop_token& stop);
 
+    // Constant after construction; the collectors guard themselves.
     Clock& clock_;
     Waiter& waiter_;
     Executor& mainExecutor_;
     LowPowerSource& lowPower_;
     CollectorSet collectors_;
+
+    // Any thread.
     MonitoringCycleCoordinator cycleCoordinator_;
     std::atomic<double> interval_ = 2.0;
 
-    std::shared_ptr<Publish> publish_;  // main thread only
+    // Main thread only.
+    std::shared_ptr<Publish> publish_;
     std::stop_source monitoringTask_{std::nostopstate};
 
     Mutex publishMutex_;

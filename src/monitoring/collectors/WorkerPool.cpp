@@ -2,6 +2,9 @@
 #include "monitoring/collectors/WorkerPool.h"
 
 #include <chrono>
+#include <system_error>
+
+#include "core/Log.h"
 
 namespace corvanta {
 namespace {
@@ -11,11 +14,15 @@ constexpr auto patience = std::chrono::milliseconds(5);
 }  // namespace
 
 WorkerPool::WorkerPool(int threads, ThreadSetup& threadSetup, const std::string& label) {
-    for (int i = 0; i < threads; ++i) {
-        threads_.emplace_back([this, &threadSetup, label](const std::stop_token& poolStop) {
-            threadSetup.enterUtilityThread(label);
-            work(poolStop);
-        });
+    try {
+        for (int i = 0; i < threads; ++i) {
+            threads_.emplace_back([this, &threadSetup, label](const std::stop_token& poolStop) {
+                threadSetup.enterUtilityThread(label);
+                work(poolStop);
+            });
+        }
+    } catch (const std::system_error& error) {
+        logLine(std::string("Could not start a worker thread: ") + error.what());
     }
 }
 
@@ -23,6 +30,12 @@ WorkerPool::~WorkerPool() = default;
 
 void WorkerPool::runAll(std::span<const Job> jobs, const std::stop_token& stop) {
     if (jobs.empty()) return;
+    if (threads_.empty()) {
+        for (const Job& job : jobs) {
+            if (!stop.stop_requested()) job();
+        }
+        return;
+    }
     {
         LockGuard guard(mutex_);
         jobs_ = jobs;

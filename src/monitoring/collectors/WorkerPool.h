@@ -22,6 +22,8 @@ class WorkerPool {
   public:
     using Job = std::function<void()>;
 
+    /// Where the system refuses a thread, one line is logged and the pool does with those it has; without
+    /// any, jobs run on their caller.
     WorkerPool(int threads, ThreadSetup& threadSetup, const std::string& label);
     /// Waits for the jobs in progress.
     ~WorkerPool();

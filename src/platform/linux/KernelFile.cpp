@@ -4,10 +4,16 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
 namespace corvanta {
+namespace {
+
+constexpr std::size_t firstBuffer = 4096;
+
+}  // namespace
 
 KernelFile::KernelFile(std::string path) : path_(std::move(path)) {}
 
@@ -23,12 +29,12 @@ KernelFile::KernelFile(KernelFile&& other) noexcept
 std::optional<std::string_view> KernelFile::read(std::size_t limit) {
     if (descriptor_ < 0) descriptor_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor_ < 0) return std::nullopt;
-    if (buffer_.size() < limit) buffer_.resize(limit);
-
     std::size_t length = 0;
     while (length < limit) {
-        const ssize_t got =
-            pread(descriptor_, buffer_.data() + length, limit - length, static_cast<off_t>(length));
+        // Most files are short; the buffer grows to what they need, and stays.
+        if (length == buffer_.size()) buffer_.resize(std::min(limit, std::max(firstBuffer, 2 * length)));
+        const std::size_t room = std::min(limit, buffer_.size()) - length;
+        const ssize_t got = pread(descriptor_, buffer_.data() + length, room, static_cast<off_t>(length));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) {
             close(std::exchange(descriptor_, -1));

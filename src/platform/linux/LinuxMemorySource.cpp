@@ -14,8 +14,8 @@ namespace {
 constexpr std::size_t mostText = std::size_t{64} * 1024;
 constexpr std::string_view devicePrefix = "/dev/";
 
-// Devices come and go rarely, and listing them costs more than a whole reading.
-constexpr unsigned readingsBetweenDeviceSearches = 30;
+// Devices and file systems come and go rarely, and looking for them costs more than a whole reading.
+constexpr unsigned readingsBetweenSearches = 30;
 
 struct CloseDirectory {
     void operator()(DIR* directory) const { closedir(directory); }
@@ -33,9 +33,13 @@ MemoryReading LinuxMemorySource::readMemory() {
     MemoryReading reading;
     LinuxMemory memory;
     if (const auto text = memInfo_.read(mostText)) memory.info = parseMemInfo(*text);
-    if (readings_++ % readingsBetweenDeviceSearches == 0) findZramDevices();
+    if (readings_++ % readingsBetweenSearches == 0) {
+        findZramDevices();
+        hasArc_ = arcStats_.read(mostText).has_value();
+    }
     addSwapAndZram(memory);
-    if (const auto text = arcStats_.read(mostText)) memory.arc = parseArcStats(*text);
+    if (const auto text = hasArc_ ? arcStats_.read(mostText) : std::nullopt)
+        memory.arc = parseArcStats(*text);
 
     if (memory.info.swapTotal && memory.info.swapFree && *memory.info.swapTotal > *memory.info.swapFree) {
         reading.swapUsed = *memory.info.swapTotal - *memory.info.swapFree;

@@ -30,6 +30,7 @@ class LinuxMemorySource final : public MemoryCounterSource {
     KernelFile swaps_;
     KernelFile arcStats_;
     std::map<std::string, KernelFile> zramStats_;  ///< by device name, as in "zram0"
+    bool hasArc_ = false;
     unsigned readings_ = 0;
 };
 

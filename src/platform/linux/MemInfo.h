@@ -55,12 +55,16 @@ std::optional<ZramUsage> parseZramUsage(std::string_view text);
 struct ZramDevice {
     ZramUsage usage;
     std::optional<SwapArea> swap;
+
+    bool operator==(const ZramDevice&) const = default;
 };
 
 /// Figures of the ZFS cache, which the kernel counts as used although it gives memory back.
 struct ArcUsage {
     std::uint64_t size = 0;
     std::uint64_t minimum = 0;  ///< it never shrinks below this
+
+    bool operator==(const ArcUsage&) const = default;
 };
 
 std::optional<ArcUsage> parseArcStats(std::string_view text);
@@ -70,6 +74,8 @@ struct LinuxMemory {
     std::vector<SwapArea> diskSwaps;  ///< those that are not on zram
     std::vector<ZramDevice> zram;
     std::optional<ArcUsage> arc;
+
+    bool operator==(const LinuxMemory&) const = default;
 };
 
 /// What the kernel's figures say of free, reclaimable, anonymous and pinned memory.

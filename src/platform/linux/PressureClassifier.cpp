@@ -2,6 +2,7 @@
 #include "platform/linux/PressureClassifier.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "platform/linux/TextScan.h"
 
@@ -12,10 +13,6 @@ constexpr double windowLength = 10;   // seconds
 constexpr double shortestWindow = 2;  // seconds; less says nothing about sustained stalls
 constexpr double calmBeforeFalling = 10;
 constexpr double heavySwapIn = 1000;  // pages a second
-
-int rank(MemoryPressureEvents level) {
-    return static_cast<int>(level);
-}
 
 bool reachesCritical(const PressureFigures& f) {
     return ((f.full >= 20 || f.some >= 40) && f.available <= 25) || (f.available <= 5 && f.swapFree <= 10);
@@ -30,16 +27,6 @@ bool holdsCritical(const PressureFigures& f) {
 bool holdsWarning(const PressureFigures& f) {
     return ((f.full >= 2 || f.some >= 5) && f.available <= 55) || (f.available <= 13 && f.swapFree <= 15) ||
            f.swapsInHeavily;
-}
-
-MemoryPressureEvents targetLevel(MemoryPressureEvents level, const PressureFigures& figures) {
-    const bool wasCritical = level == MemoryPressureEvents::critical;
-    const bool wasElevated = wasCritical || level == MemoryPressureEvents::warning;
-    if (reachesCritical(figures) || (wasCritical && holdsCritical(figures)))
-        return MemoryPressureEvents::critical;
-    if (reachesWarning(figures) || (wasElevated && holdsWarning(figures)))
-        return MemoryPressureEvents::warning;
-    return MemoryPressureEvents::normal;
 }
 
 double percentOf(std::uint64_t part, std::uint64_t whole) {
@@ -79,18 +66,30 @@ std::optional<std::uint64_t> parseSwapInPages(std::string_view text) {
     return pages;
 }
 
-std::optional<MemoryPressureEvents> PressureClassifier::feed(double moment, const PressureFigures& figures) {
-    const MemoryPressureEvents target = targetLevel(level_, figures);
-    if (rank(target) >= rank(level_)) {
-        calmerSince_.reset();
-        if (target == level_) return std::nullopt;
-        level_ = target;
-        return level_;
+bool PressureClassifier::Hold::hasFailedLongEnough(double moment, bool holds) {
+    if (holds) {
+        failingSince_.reset();
+        return false;
     }
-    if (!calmerSince_) calmerSince_ = moment;
-    if (moment - *calmerSince_ < calmBeforeFalling) return std::nullopt;
-    calmerSince_.reset();
-    level_ = target;
+    if (!failingSince_) failingSince_ = moment;
+    return moment - *failingSince_ >= calmBeforeFalling;
+}
+
+std::optional<MemoryPressureEvents> PressureClassifier::feed(double moment, const PressureFigures& figures) {
+    const bool criticalIsOver = criticalHold_.hasFailedLongEnough(moment, holdsCritical(figures));
+    const bool warningIsOver = warningHold_.hasFailedLongEnough(moment, holdsWarning(figures));
+    const MemoryPressureEvents before = level_;
+    if (reachesCritical(figures)) {
+        level_ = MemoryPressureEvents::critical;
+    } else if (before == MemoryPressureEvents::critical) {
+        if (criticalIsOver)
+            level_ = warningIsOver ? MemoryPressureEvents::normal : MemoryPressureEvents::warning;
+    } else if (reachesWarning(figures)) {
+        level_ = MemoryPressureEvents::warning;
+    } else if (warningIsOver) {
+        level_ = MemoryPressureEvents::normal;
+    }
+    if (level_ == before) return std::nullopt;
     return level_;
 }
 
@@ -105,8 +104,11 @@ PressureFigures PressureWindow::feed(double moment, const MemInfo& info, std::op
     }
 
     if (totals) {
-        // The oldest sample that stays is the youngest one that lies a whole window back.
-        while (samples_.size() >= 2 && moment - samples_[1].moment >= windowLength) samples_.pop_front();
+        // The shares are measured from the sample that lies nearest to a whole window back.
+        const auto offWindow = [&](const Sample& sample) {
+            return std::abs(moment - sample.moment - windowLength);
+        };
+        while (samples_.size() >= 2 && offWindow(samples_[1]) <= offWindow(samples_[0])) samples_.pop_front();
         if (!samples_.empty() && moment - samples_.front().moment >= shortestWindow) {
             const Sample& first = samples_.front();
             const double microseconds = (moment - first.moment) * 1e6;

@@ -33,6 +33,8 @@ struct PressureFigures {
     double available = 100;       ///< MemAvailable of MemTotal
     double swapFree = 0;          ///< free share of the swap; 0 without swap
     bool swapsInHeavily = false;  ///< only where the kernel has no pressure file: pages return fast for 10 s
+
+    bool operator==(const PressureFigures&) const = default;
 };
 
 /// Turns figures into a level with hysteresis: it rises at once, and falls only when the conditions that hold
@@ -48,8 +50,18 @@ class PressureClassifier {
     MemoryPressureEvents level() const { return level_; }
 
   private:
+    /// How long the conditions that hold a level have failed without a break.
+    class Hold {
+      public:
+        bool hasFailedLongEnough(double moment, bool holds);
+
+      private:
+        std::optional<double> failingSince_;
+    };
+
     MemoryPressureEvents level_ = MemoryPressureEvents::normal;
-    std::optional<double> calmerSince_;
+    Hold criticalHold_;
+    Hold warningHold_;
 };
 
 /// Turns running totals into the figures above: shares over about the last 10 s, none before 2 s have passed.

@@ -59,16 +59,14 @@ ProcStatTickSource::ProcStatTickSource(const std::string& procRoot) : file_(proc
 }
 
 bool ProcStatTickSource::readTicks(std::vector<CpuTicks>& ticks) {
-    while (true) {
-        const auto text = file_.read(headLength_);
-        if (!text) {
-            ticks.clear();
-            return false;
-        }
-        const bool isComplete = parseProcStat(*text, ticks) || text->size() < headLength_;
-        if (isComplete || headLength_ >= longestHead) return !ticks.empty();
+    while (const auto text = file_.read(headLength_)) {
+        if (parseProcStat(*text, ticks)) return !ticks.empty();
+        const bool wasCutByTheLimit = text->size() == headLength_;
+        if (!wasCutByTheLimit || headLength_ >= longestHead) break;
         headLength_ *= 2;
     }
+    ticks.clear();
+    return false;
 }
 
 }  // namespace corvanta

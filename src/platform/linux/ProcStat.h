@@ -16,7 +16,8 @@ namespace corvanta {
 /// the "cpu" lines, so that none can be missing.
 bool parseProcStat(std::string_view text, std::vector<CpuTicks>& ticks);
 
-/// The processors' ticks from /proc/stat.
+/// The processors' ticks from /proc/stat. A file that ends within the "cpu" lines was cut short, and counts
+/// as not readable.
 ///
 /// Owned by the platform. One caller at a time.
 class ProcStatTickSource final : public CpuTickSource {
