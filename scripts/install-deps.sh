@@ -17,7 +17,7 @@ packages=(
 for argument in "$@"; do
     case "$argument" in
         --test) packages+=(libgtest-dev librapidcheck-dev python3 dbus-daemon xvfb openbox xdotool x11-utils stress-ng) ;;
-        --ci) packages+=(clang libclang-rt-14-dev clang-format git) ;;
+        --ci) packages+=(clang clang-tidy clang-format libclang-rt-14-dev git) ;;
         *) fail "unknown argument $argument" ;;
     esac
 done
@@ -27,7 +27,7 @@ command -v dpkg-query >/dev/null || fail "this is no Debian system; install by h
 missing=()
 for package in "${packages[@]}"; do
     status=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)
-    [[ $status == "install ok installed" ]] || missing+=("$package")
+    [[ $status == *" ok installed" ]] || missing+=("$package")
 done
 [[ ${#missing[@]} -eq 0 ]] && exit 0
 

@@ -4,12 +4,20 @@
 # the terminal shows live figures until Ctrl+C.
 set -euo pipefail
 
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+root=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
 "$root/scripts/install-deps.sh"
 
 cd "$root"
 log=$(mktemp)
-trap 'rm -f "$log"' EXIT
+program=
+stop() {
+    if [[ -n $program ]]; then
+        kill "$program" 2>/dev/null || true
+        wait "$program" 2>/dev/null || true
+    fi
+    rm -f "$log"
+}
+trap stop EXIT
 echo "Building Corvanta in $root/build/release"
 if ! { cmake --preset release -DBUILD_TESTING=OFF -DCORVANTA_BENCH=OFF &&
     cmake --build --preset release --target corvanta corvantactl; } >"$log" 2>&1; then
@@ -19,17 +27,12 @@ if ! { cmake --preset release -DBUILD_TESTING=OFF -DCORVANTA_BENCH=OFF &&
 fi
 
 bin="$root/build/release/bin"
-if [[ -n ${DISPLAY:-} ]]; then
+if "$bin/corvanta" --has-display; then
     rm -f "$log"
     exec "$bin/corvanta" "$@"
 fi
 
 "$bin/corvanta" "$@" &
 program=$!
-stop() {
-    kill "$program" 2>/dev/null || true
-    wait "$program" 2>/dev/null || true
-    rm -f "$log"
-}
-trap stop EXIT
+# A second instance ends at once, having handed over to the first; that one goes on, and so do the figures.
 "$bin/corvantactl" watch

@@ -3,7 +3,7 @@
 # Installs what is missing, builds the release with its tests and runs them all. Arguments go to ctest.
 set -euo pipefail
 
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+root=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
 "$root/scripts/install-deps.sh" --test
 
 cd "$root"

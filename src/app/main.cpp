@@ -2,10 +2,11 @@
 #include <QApplication>
 #include <QDBusConnection>
 #include <QLocale>
+#include <csignal>
 #include <cstdio>
 #include <optional>
-#include <string_view>
 
+#include "app/Arguments.h"
 #include "core/ApplicationPaths.h"
 #include "core/Log.h"
 #include "core/NumberText.h"
@@ -23,30 +24,6 @@ using namespace corvanta;
 
 namespace {
 
-constexpr std::string_view openCenterArgument = "--open-center";
-
-struct Arguments {
-    bool openCenter = false;
-    std::optional<int> exitCode;  ///< the program ends at once
-};
-
-Arguments readArguments(int argc, char** argv) {
-    Arguments arguments;
-    for (int i = 1; i < argc; ++i) {
-        const std::string_view argument = argv[i];
-        if (argument == openCenterArgument) {
-            arguments.openCenter = true;
-        } else if (argument == "--version") {
-            std::puts("corvanta " CORVANTA_VERSION);
-            arguments.exitCode = 0;
-        } else if (argument == "--help") {
-            std::puts("Usage: corvanta [--open-center]\nShows this machine's load in the desktop's bar.");
-            arguments.exitCode = 0;
-        }  // anything else is Qt's, or nobody's
-    }
-    return arguments;
-}
-
 void useNumberSymbolsOf(const QLocale& locale) {
     setUserNumberSymbols({locale.decimalPoint().toStdString(), locale.groupSeparator().toStdString()});
 }
@@ -54,6 +31,7 @@ void useNumberSymbolsOf(const QLocale& locale) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN);  // a log that nobody reads any more must not end the program
     const Arguments arguments = readArguments(argc, argv);
     if (arguments.exitCode) return *arguments.exitCode;
 

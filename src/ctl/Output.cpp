@@ -2,8 +2,10 @@
 #include "ctl/Output.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 namespace corvanta::ctl {
@@ -65,7 +67,10 @@ std::string localTime(std::int64_t secondsSince1970) {
 }
 
 bool print(std::string_view text) {
-    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0)
+        return true;
+    if (errno != EPIPE) complain(std::string("Could not write: ") + std::strerror(errno));
+    return false;
 }
 
 void complain(std::string_view text) {

@@ -26,7 +26,8 @@ std::string table(const std::vector<std::vector<std::string>>& rows);
 /// A moment in the machine's time zone, as "2026-11-21 10:15:32".
 std::string localTime(std::int64_t secondsSince1970);
 
-/// Writes to standard output at once. False when the reader has gone or the disk is full.
+/// Writes to standard output at once. False when the reader has gone, or, with a line on standard error, when
+/// something else went wrong.
 bool print(std::string_view text);
 
 /// One line on standard error, after the program's name.

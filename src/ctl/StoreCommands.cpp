@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ctl/StoreCommands.h"
 
+#include <cmath>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -16,29 +17,37 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::optional<std::string> problemOf(StoreState state, const std::string& database) {
+constexpr std::int64_t trendWindow = 900;  // seconds
+
+std::optional<std::string> problemOf(StoreState state, const StoreChoice& choice) {
     std::error_code ignored;
     switch (state) {
         case StoreState::ready:
             return std::nullopt;
         case StoreState::unavailable:
-            if (!std::filesystem::exists(database, ignored)) {
-                return "There is no store at " + database + "; corvanta makes it when it first runs.";
-            }
-            return "The store at " + database + " can't be opened.";
+            if (choice.path.empty()) return "There is no home folder to look for the store in.";
+            if (std::filesystem::exists(choice.path, ignored))
+                return "The store at " + choice.path + " can't be opened.";
+            return "There is no store at " + choice.path +
+                   (choice.isOwn ? "; corvanta makes it when it first runs." : ".");
         case StoreState::notADatabase:
-            return "The file at " + database + " is not a database.";
+            return "The file at " + choice.path + " is not a database.";
         case StoreState::olderSchema:
-            return "The store at " + database +
-                   " was made by an earlier version; start corvanta once to update it.";
+            return "The store at " + choice.path + " lacks what this version reads" +
+                   (choice.isOwn ? "; start corvanta once to bring it up to date." : ".");
     }
     std::abort();
 }
 
-bool isReadable(const DatabaseManager& store, const std::string& database) {
-    const auto problem = problemOf(store.state(), database);
+bool isReadable(const DatabaseManager& store, const StoreChoice& choice) {
+    const auto problem = problemOf(choice.path.empty() ? StoreState::unavailable : store.state(), choice);
     if (problem) complain(*problem);
     return !problem;
+}
+
+/// A figure that a row may hold but no machine gives would only widen the table.
+std::string percentCell(double percentage) {
+    return std::isfinite(percentage) && std::abs(percentage) < 1e6 ? percentText(percentage) : "-";
 }
 
 Json optionalText(const std::optional<std::string>& text) {
@@ -75,12 +84,12 @@ bool printHistoryJson(const std::vector<SystemSnapshot>& rows) {
 
 std::vector<std::string> textOf(const SystemSnapshot& row) {
     std::string process =
-        row.topCPUProcess ? plainText(*row.topCPUProcess) + " " + percentText(row.topCPUUsage) : "-";
+        row.topCPUProcess ? plainText(*row.topCPUProcess) + " " + percentCell(row.topCPUUsage) : "-";
     return {localTime(row.timestamp),
-            percentText(row.cpuUsage),
-            percentText(row.memoryPressure),
+            percentCell(row.cpuUsage),
+            percentCell(row.memoryPressure),
             std::string(label(row.memoryPressureState)),
-            row.diskFree > 0 ? formatDiskBytes(row.diskFree) : "-",
+            row.diskFree > 0 && std::isfinite(row.diskFree) ? formatDiskBytes(row.diskFree) : "-",
             speedString(row.uploadSpeed),
             speedString(row.downloadSpeed),
             plainText(row.thermalState.value_or("-")),
@@ -89,10 +98,9 @@ std::vector<std::string> textOf(const SystemSnapshot& row) {
 
 }  // namespace
 
-int runHistory(const std::string& database, const Clock& clock, TimeRange range,
-               const OutputOptions& options) {
-    const DatabaseManager store(database, clock, StoreAccess::readOnly);
-    if (!isReadable(store, database)) return 1;
+int runHistory(const StoreChoice& choice, const Clock& clock, TimeRange range, const OutputOptions& options) {
+    const DatabaseManager store(choice.path, clock, StoreAccess::readOnly);
+    if (!isReadable(store, choice)) return 1;
     const std::vector<SystemSnapshot> rows = store.fetchHistory(rawValue(range));
     if (options.json) return printHistoryJson(rows) ? 0 : 1;
     if (rows.empty()) return print("No samples in this period.\n") ? 0 : 1;
@@ -103,10 +111,10 @@ int runHistory(const std::string& database, const Clock& clock, TimeRange range,
     return print(table(lines)) ? 0 : 1;
 }
 
-int runTrends(const std::string& database, const Clock& clock, const OutputOptions& options) {
-    const DatabaseManager store(database, clock, StoreAccess::readOnly);
-    if (!isReadable(store, database)) return 1;
-    const auto trends = store.detectTrends();
+int runTrends(const StoreChoice& choice, const Clock& clock, const OutputOptions& options) {
+    const DatabaseManager store(choice.path, clock, StoreAccess::readOnly);
+    if (!isReadable(store, choice)) return 1;
+    const auto trends = store.detectTrends(trendWindow);
     if (options.json) {
         Json list = Json::array();
         for (const auto& trend : trends) {
@@ -119,7 +127,13 @@ int runTrends(const std::string& database, const Clock& clock, const OutputOptio
         }
         return print(dumped(list) + "\n") ? 0 : 1;
     }
-    if (trends.empty()) return print("No trends: the last 15 minutes are like the last hour.\n") ? 0 : 1;
+    if (trends.empty()) {
+        const bool isMeasured = !store.fetchHistory(trendWindow).empty();
+        return print(isMeasured ? "No trends: the last 15 minutes are like the last hour.\n"
+                                : "No samples in the last 15 minutes.\n")
+                   ? 0
+                   : 1;
+    }
     std::string text;
     for (const auto& trend : trends) {
         text += summary(trend) + " (" + percentText(trend.shortTermAvg) + " in the last 15 minutes, " +

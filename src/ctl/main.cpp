@@ -34,19 +34,18 @@ struct Companion {
     explicit Companion(const Options& given) : options(given) {
         const XdgDirectories directories = xdgDirectories(processEnvironment, accountHome);
         const auto paths = applicationPathsBelow(directories);
-        if (options.database.empty() && paths) options.database = paths->databaseFile;
+        store = {options.database, false};
+        if (options.database.empty()) store = {paths ? paths->databaseFile : std::string(), true};
         options.output.color = standardOutputIsTerminal();
         platform = std::make_unique<LinuxPlatform>(executor, directories,
                                                    paths ? paths->settingsFile : std::string(), std::string(),
                                                    JsonDefaultsStore::Access::readOnly);
-        const Platform& ports = platform->ports();
-        settings = std::make_unique<AppSettings>(ports.defaults, ports.loginItem, ports.clock, executor);
     }
 
     Options options;
+    ctl::StoreChoice store;
     QtExecutor executor;
     std::unique_ptr<LinuxPlatform> platform;
-    std::unique_ptr<AppSettings> settings;
 };
 
 void declareTimeRange(CLI::App& command, Options& options) {
@@ -94,14 +93,17 @@ int main(int argc, char** argv) {
     const QLocale locale = QLocale::system();
     setUserNumberSymbols({locale.decimalPoint().toStdString(), locale.groupSeparator().toStdString()});
     try {
-        const Companion companion(options);
+        Companion companion(options);
         const Platform& ports = companion.platform->ports();
         const Options& chosen = companion.options;
         if (status->parsed()) return ctl::runStatus(ports, chosen.output);
-        if (watch->parsed()) return ctl::runWatch(ports, *companion.settings, chosen.output);
+        if (watch->parsed()) {
+            const AppSettings settings(ports.defaults, ports.loginItem, ports.clock, companion.executor);
+            return ctl::runWatch(ports, settings, chosen.output);
+        }
         if (history->parsed())
-            return ctl::runHistory(chosen.database, ports.clock, chosenRange(chosen), chosen.output);
-        if (trends->parsed()) return ctl::runTrends(chosen.database, ports.clock, chosen.output);
+            return ctl::runHistory(companion.store, ports.clock, chosenRange(chosen), chosen.output);
+        if (trends->parsed()) return ctl::runTrends(companion.store, ports.clock, chosen.output);
     } catch (const std::exception& error) {
         ctl::complain(error.what());
     }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <limits>
 #include <system_error>
 #include <utility>
@@ -40,10 +41,25 @@ bool hasContent(const std::string& path) {
     return !failure && size > 0;
 }
 
+/// SQLite would make the file with a mode that lets others read it. An empty one that is there already, by
+/// whomever it was made, gets the right mode too, before SQLite gives that to the side files.
+void makeForOwnerAlone(const std::string& path) {
+    if (!exists(path)) std::ofstream(path, std::ios::app);
+    std::error_code failure;
+    if (fs::file_size(path, failure) == 0) {
+        fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write, failure);
+    }
+}
+
+/// The file's name to SQLite, which gives ":memory:", "file:..." and the empty name a meaning of their own.
+std::string plainName(const std::string& path) {
+    return path.starts_with('/') ? path : "./" + path;
+}
+
 /// The name under which SQLite reads a file without locks and side files, as something that never changes.
 std::string immutableName(const std::string& path) {
     std::string name = path.starts_with('/') ? "file://" : "file:";
-    for (const char c : path) {
+    for (const char c : plainName(path)) {
         switch (c) {
             case '%':
                 name += "%25";
@@ -93,23 +109,34 @@ DatabaseManager& DatabaseManager::shared() {
 
 void DatabaseManager::openForWriting() {
     createDirectories(fs::path(dbPath_).parent_path());
-    const bool isNew = !exists(dbPath_);
-    if (sqlite3_open(dbPath_.c_str(), &db_) != SQLITE_OK) {
+    makeForOwnerAlone(dbPath_);
+    if (sqlite3_open(plainName(dbPath_).c_str(), &db_) != SQLITE_OK) {
         disconnect();
         logLine("Error opening database at " + dbPath_);
         return;
     }
     state_ = StoreState::ready;
-    if (isNew) {
-        // Before WAL mode: SQLite gives the side files the mode that the file then has.
-        std::error_code ignored;
-        fs::permissions(dbPath_, fs::perms::owner_read | fs::perms::owner_write, ignored);
+    if (sqlite3_db_readonly(db_, "main") == 1) {
+        // Each write will fail. For the reads it takes a reader's ways around side files that can't be made.
+        disconnect();
+        openForReading();
+        return;
     }
+    isStartUnfinished_ = true;
+    finishStart();
+}
+
+/// Runs what a store has to start with, unless that has been done; false when it could not be. It never runs
+/// after a write of this store: it would end what the program itself has left open.
+bool DatabaseManager::finishStart() {
+    if (!isStartUnfinished_) return true;
+    // The change of mode doesn't wait: what follows it does, once, and one wait is enough.
+    sqlite3_busy_timeout(db_, 0);
     sqlite3_exec(db_, "PRAGMA foreign_keys = ON;", nullptr, nullptr, nullptr);
     sqlite3_exec(db_, "PRAGMA journal_mode = WAL;", nullptr, nullptr, nullptr);
     sqlite3_busy_timeout(db_, busyMilliseconds);
-    bringSchemaUpToDate(db_);
-    closeRowsLeftOpen(db_);
+    isStartUnfinished_ = !bringSchemaUpToDate(db_) || !closeRowsLeftOpen(db_);
+    return !isStartUnfinished_;
 }
 
 StoreState DatabaseManager::openForReading() {
@@ -118,10 +145,10 @@ StoreState DatabaseManager::openForReading() {
     // they can't be made or opened, as long as they hold nothing.
     const bool isComplete = !hasContent(dbPath_ + "-wal") && !exists(dbPath_ + "-journal");
     int result = SQLITE_CANTOPEN;
-    if (!isComplete || exists(dbPath_ + "-shm")) result = connectForReading(dbPath_);
+    if (!isComplete || exists(dbPath_ + "-shm")) result = connectForReading(plainName(dbPath_), 0);
     if (isComplete && (result == SQLITE_CANTOPEN || result == SQLITE_READONLY)) {
         disconnect();
-        result = connectForReading(immutableName(dbPath_));
+        result = connectForReading(immutableName(dbPath_), SQLITE_OPEN_URI);
     }
     switch (result) {
         case SQLITE_OK:
@@ -134,8 +161,8 @@ StoreState DatabaseManager::openForReading() {
     }
 }
 
-int DatabaseManager::connectForReading(const std::string& name) {
-    const int opened = sqlite3_open_v2(name.c_str(), &db_, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
+int DatabaseManager::connectForReading(const std::string& name, int flags) {
+    const int opened = sqlite3_open_v2(name.c_str(), &db_, SQLITE_OPEN_READONLY | flags, nullptr);
     if (opened != SQLITE_OK) return opened;
     sqlite3_busy_timeout(db_, busyMilliseconds);
     // Opening reads nothing yet; this does.
@@ -156,21 +183,28 @@ std::int64_t DatabaseManager::secondsAgo(std::int64_t seconds) const {
 }
 
 void DatabaseManager::pruneOldRecords(std::int64_t olderThanSeconds) {
-    const std::int64_t cutOff = secondsAgo(olderThanSeconds);
-    const std::int64_t sessionCutOff = secondsAgo(sessionRetentionSeconds);
     bool deleted = false;
     {
         const LockGuard guard(lock_);
-        deleted = deleteBefore(cutOff, "DELETE FROM metrics_history WHERE timestamp < ?;", db_);
-        deleteBefore(sessionCutOff,
-                     "DELETE FROM session_samples WHERE session_id IN "
-                     "(SELECT id FROM sessions WHERE ended_at IS NOT NULL AND ended_at < ?);",
-                     db_);
-        deleteBefore(sessionCutOff, "DELETE FROM sessions WHERE ended_at IS NOT NULL AND ended_at < ?;", db_);
-        deleteBefore(cutOff, "DELETE FROM performance_incidents WHERE ended_at IS NOT NULL AND ended_at < ?;",
-                     db_);
+        deleted = finishStart() && deleteOldRows(olderThanSeconds);
     }
     if (!deleted) logLine("Could not delete old rows.");
+}
+
+/// False only when the step of the first statement fails.
+bool DatabaseManager::deleteOldRows(std::int64_t olderThanSeconds) {
+    const std::int64_t cutOff = secondsAgo(olderThanSeconds);
+    const std::int64_t sessionCutOff = secondsAgo(sessionRetentionSeconds);
+    const bool deleted = deleteBefore(cutOff, "DELETE FROM metrics_history WHERE timestamp < ?;", db_);
+    if (!deleted && failedForNow(db_)) return false;
+    deleteBefore(sessionCutOff,
+                 "DELETE FROM session_samples WHERE session_id IN "
+                 "(SELECT id FROM sessions WHERE ended_at IS NOT NULL AND ended_at < ?);",
+                 db_);
+    deleteBefore(sessionCutOff, "DELETE FROM sessions WHERE ended_at IS NOT NULL AND ended_at < ?;", db_);
+    deleteBefore(cutOff, "DELETE FROM performance_incidents WHERE ended_at IS NOT NULL AND ended_at < ?;",
+                 db_);
+    return deleted;
 }
 
 }  // namespace corvanta

@@ -18,7 +18,8 @@ struct sqlite3;
 namespace corvanta {
 
 /// What a store is opened for. The program itself writes; a companion beside it only reads, and then neither
-/// the file nor its folder is made, changed or brought up to date, and nothing is printed about the opening.
+/// the database file nor its folder is made, changed or brought up to date, and nothing is printed about the
+/// opening. SQLite's shared memory beside the file, its `-shm`, may be made or changed by a reader too.
 enum class StoreAccess { readWrite, readOnly };
 
 /// What opening the file found. For a store that was opened for writing it is `ready` or `unavailable`; the
@@ -27,7 +28,7 @@ enum class StoreState {
     ready,
     unavailable,   ///< missing, not readable, or held by somebody else for longer than the wait
     notADatabase,  ///< the file is something else, or damaged
-    olderSchema,   ///< a table or a column is missing: made by an earlier version of the program
+    olderSchema,   ///< a table or a column is missing: made by an earlier version, or still without content
 };
 
 /// The one persistent store: a SQLite file with the metric history, the recording sessions and the incidents.
@@ -36,14 +37,17 @@ enum class StoreState {
 /// thread: every operation holds the one recursive lock for its whole length. Nothing here fails: without a
 /// usable file each operation gives its empty result (an empty list, an absent value, nothing). Three
 /// failures print a line: the file can't be opened, a sample can't be inserted, old rows can't be deleted.
-/// When another process holds the file, an operation waits for it for at most 3 seconds.
+/// When another process holds the file, a statement waits for it for at most 3 seconds, and those that follow
+/// it in a start or a pruning are then left out. A start that was not run to its end for that reason, or for
+/// a full disk, is run again by the next operation that writes, which fails as long as it can't be.
 class DatabaseManager {
   public:
     using WeeklyStats = corvanta::WeeklyStats;
     using TrendResult = corvanta::TrendResult;
 
     /// Opens the file, brings its schema up to date and closes what a dead program left open. The file is
-    /// made for its owner alone, with the folders that it needs. The clock outlives the store.
+    /// made for its owner alone, with the folders that it needs. A path always names a file, whatever it
+    /// looks like; an empty one names none. The clock outlives the store.
     DatabaseManager(std::string databasePath, const Clock& clock,
                     StoreAccess access = StoreAccess::readWrite);
     ~DatabaseManager();
@@ -85,9 +89,12 @@ class DatabaseManager {
 
   private:
     void openForWriting() REQUIRES(lock_);
+    bool finishStart() REQUIRES(lock_);
     StoreState openForReading() REQUIRES(lock_);
-    int connectForReading(const std::string& name) REQUIRES(lock_);
+    int connectForReading(const std::string& name, int flags) REQUIRES(lock_);
     void disconnect() REQUIRES(lock_);
+    bool insertRow(const SnapshotValues& values) REQUIRES(lock_);
+    bool deleteOldRows(std::int64_t olderThanSeconds) REQUIRES(lock_);
     std::int64_t secondsAgo(std::int64_t seconds) const;
 
     const std::string dbPath_;
@@ -96,6 +103,7 @@ class DatabaseManager {
 
     mutable RecursiveMutex lock_;
     sqlite3* db_ GUARDED_BY(lock_) = nullptr;  ///< null when the file could not be opened
+    bool isStartUnfinished_ GUARDED_BY(lock_) = false;
 };
 
 }  // namespace corvanta

@@ -48,25 +48,29 @@ TrendSeverity severity(double shortTermAvg, const TrendRule& rule) {
 }  // namespace
 
 void DatabaseManager::insertSnapshot(const SnapshotValues& values) {
-    bool inserted = true;
+    bool inserted = false;
     {
         const LockGuard guard(lock_);
-        Statement insert(db_,
-                         "INSERT INTO metrics_history (timestamp, cpu_usage, ram_usage, disk_free, "
-                         "upload_speed, download_speed, memory_pressure, memory_pressure_state, "
-                         "thermal_state, battery_percentage, is_charging, top_cpu_process, top_cpu_usage, "
-                         "top_ram_process, top_ram_bytes) "
-                         "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
-        if (insert) {
-            insert.bindAll(storedSeconds(values.timestamp), values.cpu, values.ram, values.diskFree,
-                           values.upload, values.download, values.pressure,
-                           std::int64_t{rawValue(values.pressureState)}, nonEmpty(values.thermalState),
-                           values.batteryPercentage, values.isCharging, nonEmpty(values.topCPUProcess),
-                           values.topCPUUsage, nonEmpty(values.topRAMProcess), values.topRAMBytes);
-            inserted = insert.run();
-        }
+        inserted = finishStart() && insertRow(values);
     }
     if (!inserted) logLine("Could not insert row.");
+}
+
+/// False only when the step fails.
+bool DatabaseManager::insertRow(const SnapshotValues& values) {
+    Statement insert(db_,
+                     "INSERT INTO metrics_history (timestamp, cpu_usage, ram_usage, disk_free, "
+                     "upload_speed, download_speed, memory_pressure, memory_pressure_state, "
+                     "thermal_state, battery_percentage, is_charging, top_cpu_process, top_cpu_usage, "
+                     "top_ram_process, top_ram_bytes) "
+                     "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
+    if (!insert) return true;
+    insert.bindAll(storedSeconds(values.timestamp), values.cpu, values.ram, values.diskFree, values.upload,
+                   values.download, values.pressure, std::int64_t{rawValue(values.pressureState)},
+                   nonEmpty(values.thermalState), values.batteryPercentage, values.isCharging,
+                   nonEmpty(values.topCPUProcess), values.topCPUUsage, nonEmpty(values.topRAMProcess),
+                   values.topRAMBytes);
+    return insert.run();
 }
 
 std::vector<SystemSnapshot> DatabaseManager::fetchHistory(std::int64_t lastSeconds) const {

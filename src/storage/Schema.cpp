@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <string>
 
 #include "storage/Statement.h"
@@ -109,25 +110,33 @@ bool hasColumn(std::string_view name, std::string_view table, sqlite3* db) {
     return false;
 }
 
-}  // namespace
-
-void bringSchemaUpToDate(sqlite3* db) {
-    for (const std::string_view creation : creations) {
-        if (Statement create(db, creation); create) create.run();
-    }
-    for (const LaterColumn& column : laterColumns) {
-        ensureColumn(column.name, column.definition, column.table, db);
-    }
+template <std::size_t count>
+bool runEach(const std::array<std::string_view, count>& statements, sqlite3* db) {
+    return std::all_of(statements.begin(), statements.end(), [db](std::string_view sql) {
+        if (Statement statement(db, sql); statement) statement.run();
+        return !failedForNow(db);
+    });
 }
 
-void ensureColumn(std::string_view name, std::string_view definition, std::string_view table, sqlite3* db) {
-    if (hasColumn(name, table, db)) return;
+}  // namespace
+
+bool bringSchemaUpToDate(sqlite3* db) {
+    return runEach(creations, db) &&
+           std::all_of(laterColumns.begin(), laterColumns.end(), [db](const LaterColumn& column) {
+               return ensureColumn(column.name, column.definition, column.table, db);
+           });
+}
+
+bool ensureColumn(std::string_view name, std::string_view definition, std::string_view table, sqlite3* db) {
+    if (hasColumn(name, table, db)) return true;
+    if (failedForNow(db)) return false;
     std::string alteration = "ALTER TABLE ";
     alteration.append(table).append(" ADD COLUMN ").append(name).append(" ").append(definition).append(";");
     sqlite3_exec(db, alteration.c_str(), nullptr, nullptr, nullptr);
+    return !failedForNow(db);
 }
 
-void closeRowsLeftOpen(sqlite3* db) {
+bool closeRowsLeftOpen(sqlite3* db) {
     constexpr std::array<std::string_view, 2> repairs = {
         "UPDATE sessions SET ended_at = COALESCE("
         " (SELECT MAX(timestamp) FROM session_samples WHERE session_id = sessions.id), started_at )"
@@ -136,9 +145,7 @@ void closeRowsLeftOpen(sqlite3* db) {
         " (SELECT MAX(timestamp) FROM metrics_history), started_at ) )"
         " WHERE ended_at IS NULL;",
     };
-    for (const std::string_view repair : repairs) {
-        if (Statement update(db, repair); update) update.run();
-    }
+    return runEach(repairs, db);
 }
 
 bool hasPresentSchema(sqlite3* db) {

@@ -31,6 +31,11 @@ void Statement::bind(int index, std::string_view value) {
     sqlite3_bind_text64(statement_, index, bytes, value.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
+bool failedForNow(sqlite3* db) {
+    const int code = sqlite3_errcode(db);
+    return code == SQLITE_BUSY || code == SQLITE_LOCKED || code == SQLITE_FULL;
+}
+
 std::optional<std::string_view> nonEmpty(const std::string& text) {
     return text.empty() ? std::nullopt : std::optional<std::string_view>(text);
 }

@@ -61,6 +61,10 @@ class Statement {
     sqlite3_stmt* statement_ = nullptr;
 };
 
+/// Whether the statement that ran last failed for a reason that passes: another process holds the file, or
+/// the disk is full.
+bool failedForNow(sqlite3* db);
+
 /// What history and incidents store of a text: NULL in place of an absent or an empty one.
 std::optional<std::string_view> nonEmpty(const std::string& text);
 std::optional<std::string_view> nonEmpty(const std::optional<std::string>& text);

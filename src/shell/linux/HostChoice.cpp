@@ -15,6 +15,13 @@ namespace {
 constexpr const char* platformVariable = "QT_QPA_PLATFORM";
 constexpr const char* desktopVariable = "XDG_CURRENT_DESKTOP";
 
+HostChoice presentChoice() {
+    return chooseHost({.qtPlatform = qgetenv(platformVariable),
+                       .display = qgetenv("DISPLAY"),
+                       .waylandDisplay = qgetenv("WAYLAND_DISPLAY")},
+                      xServerAnswers);
+}
+
 }  // namespace
 
 HostChoice chooseHost(const DisplayEnvironment& environment, const std::function<bool()>& xServerAnswers) {
@@ -38,11 +45,12 @@ bool xServerAnswers() {
     return answers;
 }
 
+bool hasDisplay() {
+    return presentChoice().reason.empty();
+}
+
 PlatformBoot::PlatformBoot() {
-    const HostChoice choice = chooseHost({.qtPlatform = qgetenv(platformVariable),
-                                          .display = qgetenv("DISPLAY"),
-                                          .waylandDisplay = qgetenv("WAYLAND_DISPLAY")},
-                                         xServerAnswers);
+    const HostChoice choice = presentChoice();
     if (!choice.reason.empty()) logLine("Shell: running without a status item: " + choice.reason);
     if (!choice.qtPlatform.isEmpty()) {
         qputenv(platformVariable, choice.qtPlatform);

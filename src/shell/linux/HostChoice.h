@@ -33,6 +33,9 @@ HostChoice chooseHost(const DisplayEnvironment& environment, const std::function
 /// Whether the X server that DISPLAY names accepts a connection.
 bool xServerAnswers();
 
+/// Whether the environment of this process leads to a display that answers.
+bool hasDisplay();
+
 /// Prepares the environment for the making of the QApplication, and puts it back at its end, so that no
 /// program that this one starts inherits it.
 ///
