@@ -85,6 +85,21 @@ bool deleteBefore(std::int64_t cutOff, std::string_view sql, sqlite3* db) {
     return statement.run();
 }
 
+/// False only when the step of the first statement fails.
+bool deleteOldRows(std::int64_t cutOff, std::int64_t sessionCutOff, sqlite3* db) {
+    const bool deleted = deleteBefore(cutOff, "DELETE FROM metrics_history WHERE timestamp < ?;", db);
+    // The others would wait again, for nothing.
+    if (failedForNow(db)) return deleted;
+    deleteBefore(sessionCutOff,
+                 "DELETE FROM session_samples WHERE session_id IN "
+                 "(SELECT id FROM sessions WHERE ended_at IS NOT NULL AND ended_at < ?);",
+                 db);
+    deleteBefore(sessionCutOff, "DELETE FROM sessions WHERE ended_at IS NOT NULL AND ended_at < ?;", db);
+    deleteBefore(cutOff, "DELETE FROM performance_incidents WHERE ended_at IS NOT NULL AND ended_at < ?;",
+                 db);
+    return deleted;
+}
+
 }  // namespace
 
 DatabaseManager::DatabaseManager(std::string databasePath, const Clock& clock, StoreAccess access)
@@ -183,28 +198,14 @@ std::int64_t DatabaseManager::secondsAgo(std::int64_t seconds) const {
 }
 
 void DatabaseManager::pruneOldRecords(std::int64_t olderThanSeconds) {
+    const std::int64_t cutOff = secondsAgo(olderThanSeconds);
+    const std::int64_t sessionCutOff = secondsAgo(sessionRetentionSeconds);
     bool deleted = false;
     {
         const LockGuard guard(lock_);
-        deleted = finishStart() && deleteOldRows(olderThanSeconds);
+        deleted = finishStart() && deleteOldRows(cutOff, sessionCutOff, db_);
     }
     if (!deleted) logLine("Could not delete old rows.");
-}
-
-/// False only when the step of the first statement fails.
-bool DatabaseManager::deleteOldRows(std::int64_t olderThanSeconds) {
-    const std::int64_t cutOff = secondsAgo(olderThanSeconds);
-    const std::int64_t sessionCutOff = secondsAgo(sessionRetentionSeconds);
-    const bool deleted = deleteBefore(cutOff, "DELETE FROM metrics_history WHERE timestamp < ?;", db_);
-    if (!deleted && failedForNow(db_)) return false;
-    deleteBefore(sessionCutOff,
-                 "DELETE FROM session_samples WHERE session_id IN "
-                 "(SELECT id FROM sessions WHERE ended_at IS NOT NULL AND ended_at < ?);",
-                 db_);
-    deleteBefore(sessionCutOff, "DELETE FROM sessions WHERE ended_at IS NOT NULL AND ended_at < ?;", db_);
-    deleteBefore(cutOff, "DELETE FROM performance_incidents WHERE ended_at IS NOT NULL AND ended_at < ?;",
-                 db_);
-    return deleted;
 }
 
 }  // namespace corvanta

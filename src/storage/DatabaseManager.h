@@ -93,8 +93,6 @@ class DatabaseManager {
     StoreState openForReading() REQUIRES(lock_);
     int connectForReading(const std::string& name, int flags) REQUIRES(lock_);
     void disconnect() REQUIRES(lock_);
-    bool insertRow(const SnapshotValues& values) REQUIRES(lock_);
-    bool deleteOldRows(std::int64_t olderThanSeconds) REQUIRES(lock_);
     std::int64_t secondsAgo(std::int64_t seconds) const;
 
     const std::string dbPath_;

@@ -45,20 +45,9 @@ TrendSeverity severity(double shortTermAvg, const TrendRule& rule) {
     return TrendSeverity::normal;
 }
 
-}  // namespace
-
-void DatabaseManager::insertSnapshot(const SnapshotValues& values) {
-    bool inserted = false;
-    {
-        const LockGuard guard(lock_);
-        inserted = finishStart() && insertRow(values);
-    }
-    if (!inserted) logLine("Could not insert row.");
-}
-
 /// False only when the step fails.
-bool DatabaseManager::insertRow(const SnapshotValues& values) {
-    Statement insert(db_,
+bool insertRow(const SnapshotValues& values, sqlite3* db) {
+    Statement insert(db,
                      "INSERT INTO metrics_history (timestamp, cpu_usage, ram_usage, disk_free, "
                      "upload_speed, download_speed, memory_pressure, memory_pressure_state, "
                      "thermal_state, battery_percentage, is_charging, top_cpu_process, top_cpu_usage, "
@@ -71,6 +60,17 @@ bool DatabaseManager::insertRow(const SnapshotValues& values) {
                    nonEmpty(values.topCPUProcess), values.topCPUUsage, nonEmpty(values.topRAMProcess),
                    values.topRAMBytes);
     return insert.run();
+}
+
+}  // namespace
+
+void DatabaseManager::insertSnapshot(const SnapshotValues& values) {
+    bool inserted = false;
+    {
+        const LockGuard guard(lock_);
+        inserted = finishStart() && insertRow(values, db_);
+    }
+    if (!inserted) logLine("Could not insert row.");
 }
 
 std::vector<SystemSnapshot> DatabaseManager::fetchHistory(std::int64_t lastSeconds) const {

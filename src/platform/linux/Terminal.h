@@ -8,7 +8,7 @@ bool standardOutputIsTerminal();
 
 /// Waits that Ctrl+C and a polite kill end, so that a program can leave the terminal as it was.
 ///
-/// Made in main() before any other thread runs, since later threads inherit what it blocks. Main thread only.
+/// Made before any other thread is started, since later threads inherit what it blocks. Main thread only.
 class InterruptWait {
   public:
     InterruptWait();
