@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QIcon>
 #include <QPixmap>
+#include <QThread>
 #include <chrono>
 #include <utility>
 
@@ -37,6 +38,8 @@ void AppDelegate::applicationDidFinishLaunching() {
 }
 
 void AppDelegate::activate() {
+    Q_ASSERT(thread() == QThread::currentThread());
+
     monitor_.refreshRateLimitedMetrics();
 }
 
@@ -65,6 +68,7 @@ void AppDelegate::installSubscriptions() {
 }
 
 void AppDelegate::updateTitle() {
+    Q_ASSERT(thread() == QThread::currentThread());
     const StatusReadings readings{.cpuPercent = monitor_.cpuUsage(),
                                   .ramText = QString::fromStdString(monitor_.formattedRAM()),
                                   .pressureLevel = monitor_.displayedMemoryPressureLevel(),

@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <cstdlib>
 #include <utility>
 
 #include "core/Log.h"
@@ -83,15 +84,18 @@ JsonDefaultsStore::JsonDefaultsStore(std::string path, Access access)
 }
 
 std::optional<DefaultsValue> JsonDefaultsStore::value(std::string_view key) const {
+    thread_.check();
     return defaultsValue(object_.value(text(key)));
 }
 
 void JsonDefaultsStore::set(std::string_view key, const DefaultsValue& value) {
+    thread_.check();
     object_.insert(text(key), jsonValue(value));
     write();
 }
 
 void JsonDefaultsStore::remove(std::string_view key) {
+    thread_.check();
     if (object_.take(text(key)).isUndefined()) return;
     write();
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/ThreadChecker.h"
 #include "platform/DefaultsStore.h"
 
 namespace corvanta {
@@ -43,6 +44,7 @@ class JsonDefaultsStore final : public DefaultsStore {
     void leaveAlone(const std::string& reason);
     void write();
 
+    const ThreadChecker thread_;
     const std::string path_;
 
     // Main thread only.

@@ -62,8 +62,8 @@ double quickSwapRoom(const LinuxMemory& memory) {
 
 MemInfo parseMemInfo(std::string_view text) {
     MemInfo info;
-    std::size_t next =
-        0;  // the kernel writes its lines in one order, so the next match is mostly the next entry
+    // The kernel writes its lines in one order, so the next match is mostly the next entry.
+    std::size_t next = 0;
     while (auto line = takeLine(text)) {
         const std::string_view key = takeWord(*line);
         for (std::size_t i = 0; i < memInfoLines.size(); ++i) {

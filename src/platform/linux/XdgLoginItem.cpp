@@ -135,6 +135,7 @@ XdgLoginItem::XdgLoginItem(const XdgDirectories& directories, const std::string&
       executablePath_(std::move(executablePath)) {}
 
 bool XdgLoginItem::isEnabled() const {
+    thread_.check();
     std::vector<std::string> paths = systemEntries_;
     if (userEntry_) paths.insert(paths.begin(), *userEntry_);
     const auto effective = std::find_if(paths.begin(), paths.end(), exists);
@@ -145,12 +146,14 @@ bool XdgLoginItem::isEnabled() const {
 }
 
 std::optional<std::string> XdgLoginItem::registerItem() {
+    thread_.check();
     const auto exec = execValue(executablePath_);
     if (!exec) return "The path " + executablePath_ + " can't stand in an autostart entry";
     return writeUserEntry("Icon=com.corvanta.app\nExec=" + *exec + "\nX-GNOME-Autostart-enabled=true\n");
 }
 
 std::optional<std::string> XdgLoginItem::unregisterItem() {
+    thread_.check();
     // Not every session manager heeds X-GNOME-Autostart-enabled, so only Hidden switches an entry off.
     if (std::any_of(systemEntries_.begin(), systemEntries_.end(), exists))
         return writeUserEntry("Hidden=true\n");

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "core/ThreadChecker.h"
 #include "platform/LoginItem.h"
 #include "platform/linux/XdgDirectories.h"
 
@@ -35,6 +36,7 @@ class XdgLoginItem final : public LoginItem {
     std::optional<std::string> writeUserEntry(const std::string& lines) const;
 
     // Constant after construction.
+    const ThreadChecker thread_;
     const std::optional<std::string> userEntry_;    ///< its path; absent without a home folder
     const std::vector<std::string> systemEntries_;  ///< the paths to look at, the most important first
     const std::vector<std::string> currentDesktops_;
