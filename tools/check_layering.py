@@ -53,7 +53,7 @@ QT_MODULES = {
 }
 MODULE_OF = {header: module for module, headers in QT_MODULES.items() for header in headers}
 
-STANDARD = set("""algorithm array atomic barrier bit cctype cerrno cfloat charconv chrono climits clocale cmath compare
+STANDARD = set("""algorithm array atomic barrier bit cassert cctype cerrno cfloat charconv chrono climits clocale cmath compare
     concepts condition_variable csignal cstddef cstdint cstdio cstdlib cstring ctime deque exception filesystem
     fstream functional future initializer_list iomanip iostream iterator latch limits list locale map memory mutex
     new numbers numeric optional ostream random ratio regex semaphore set shared_mutex span sstream stdexcept
