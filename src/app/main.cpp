@@ -12,6 +12,7 @@
 #include "core/NumberText.h"
 #include "monitoring/QtExecutor.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/PrivateFile.h"
 #include "platform/linux/XdgDirectories.h"
 #include "shell/AppDelegate.h"
 #include "shell/ProgramSink.h"
@@ -31,6 +32,7 @@ void useNumberSymbolsOf(const QLocale& locale) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    keepNewFilesPrivate();
     std::signal(SIGPIPE, SIG_IGN);  // a log that nobody reads any more must not end the program
     const Arguments arguments = readArguments(argc, argv);
     if (arguments.exitCode) return *arguments.exitCode;

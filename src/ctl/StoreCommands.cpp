@@ -68,9 +68,10 @@ Json jsonOf(const SystemSnapshot& row) {
             {"top_cpu_usage", row.topCPUUsage}};
 }
 
-// A stored name may hold any bytes.
+// A stored name may hold any bytes: everything that is not plain ASCII is escaped, so that none of it reaches
+// a terminal as a control.
 std::string dumped(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return json.dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
 // Written row by row: a month has a quarter of a million of them.

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <thread>
 
 #include "storage/DatabaseManager.h"
@@ -56,6 +57,23 @@ class BadFile : public ::testing::Test {
         EXPECT_EQ(log.lines(), Rows{});
         EXPECT_EQ(test::readFile(path), content);
     }
+    /// The file has one row and can't be written.
+    void expectReadButNotWritten() {
+        const std::string content = test::readFile(path);
+        const std::size_t before = log.lines().size();
+        DatabaseManager store(path, clock);
+        EXPECT_EQ(store.state(), StoreState::ready);
+        for (int round = 0; round < 2; ++round) {
+            store.insertSnapshot(sampleAt(storeNow));
+            EXPECT_EQ(store.fetchHistory().size(), 1u);
+            EXPECT_EQ(store.weeklyStats(60).value_or(WeeklyStats{}).sampleCount, 1);
+        }
+        store.pruneOldRecords();
+        const Rows lines = log.lines();
+        EXPECT_EQ(Rows(lines.begin() + static_cast<std::ptrdiff_t>(before), lines.end()),
+                  (Rows{"Could not insert row.", "Could not insert row.", "Could not delete old rows."}));
+        EXPECT_EQ(test::readFile(path), content);
+    }
     /// A good file with one row.
     void makeStore() {
         DatabaseManager store(path, clock);
@@ -78,6 +96,11 @@ TEST_F(BadFile, folderInTheWayIsToldOnce) {
     fs::create_directory(path);
     expectUnavailable();
     EXPECT_TRUE(fs::is_empty(path));
+}
+
+TEST_F(BadFile, emptyPathIsToldOnceAndIsNoTemporaryFile) {
+    path = "";
+    expectUnavailable();
 }
 
 TEST_F(BadFile, unreadableFileIsToldOnce) {
@@ -121,13 +144,34 @@ TEST_F(BadFile, foreignTablesOfTheSameNamesMakeOperationsFailSilently) {
     EXPECT_EQ(log.lines(), Rows{});
 }
 
-TEST_F(BadFile, readOnlyFileGivesOneLineForEachInsert) {
+TEST_F(BadFile, fileOpenedForReadingGivesOneLineForEachInsert) {
     makeStore();
     DatabaseManager store(path, clock, StoreAccess::readOnly);
     store.insertSnapshot(sampleAt(storeNow));
     store.insertSnapshot(sampleAt(storeNow));
     EXPECT_EQ(log.lines(), (Rows{"Could not insert row.", "Could not insert row."}));
     EXPECT_EQ(store.fetchHistory().size(), 1u);
+}
+
+TEST_F(BadFile, readOnlyFileGivesOneLineForEachInsertAndIsRead) {
+    for (const char* journalMode : {"WAL", "DELETE"}) {
+        SCOPED_TRACE(journalMode);
+        path = folder.file(std::string(journalMode) + ".sqlite");
+        makeStore();
+        Sql(path).run("PRAGMA journal_mode = " + std::string(journalMode) + ";");
+        const SystemFault medium(SystemFault::Kind::readOnlyMedium);
+        expectReadButNotWritten();
+    }
+}
+
+TEST_F(BadFile, readOnlyFileWithSideFilesIsReadWithThem) {
+    DatabaseManager program(path, clock);
+    program.insertSnapshot(sampleAt(storeNow));
+    const std::string left = folder.file("left.sqlite");
+    for (const char* suffix : {"", "-wal", "-shm"}) fs::copy_file(path + suffix, left + suffix);
+    path = left;
+    const SystemFault medium(SystemFault::Kind::readOnlyMedium);
+    expectReadButNotWritten();
 }
 
 TEST_F(BadFile, fullDiskLosesTheSampleWithOneLineAndTheStoreGoesOn) {
@@ -155,6 +199,21 @@ TEST_F(BadFile, fullDiskAtTheFirstStartGivesAnEmptyStore) {
     DatabaseManager next(path, clock);
     next.insertSnapshot(sampleAt(storeNow));
     EXPECT_EQ(next.fetchHistory().size(), 1u);
+}
+
+TEST_F(BadFile, fullDiskAtAStartIsMadeUpForOnceThereIsSpace) {
+    Sql(path).run(test::readFile(CORVANTA_FIXTURES "/storage/history-without-context.sql"));
+    std::optional<DatabaseManager> store;
+    {
+        const SystemFault full(SystemFault::Kind::noSpace);
+        store.emplace(path, clock);
+        store->insertSnapshot(sampleAt(storeNow - 10));
+        EXPECT_EQ(log.lines(), Rows{"Could not insert row."});
+    }
+    store->insertSnapshot(sampleAt(storeNow));
+    EXPECT_EQ(store->fetchHistory().size(), 3u);
+    EXPECT_EQ(Sql(path).row("SELECT COUNT(*) FROM sessions WHERE ended_at IS NULL;"), "0");
+    EXPECT_EQ(log.lines().size(), 1u);
 }
 
 TEST_F(BadFile, fileHeldByAnotherForLongerThanTheWaitLosesTheSampleWithOneLine) {

@@ -136,6 +136,41 @@ TEST_F(ReadOnlyStore, readsAPathWithSignsThatNamesOfSQLiteGiveAMeaning) {
     EXPECT_EQ(rowsReadFrom(path), 1u);
 }
 
+TEST_F(ReadOnlyStore, relativePathNamesAFileWhateverItLooksLike) {
+    const test::WorkingFolder here(folder.path());
+    for (const char* name : {"file:h", "file:h?mode=memory", ":memory:", "plain.sqlite"}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(stateOf(name), StoreState::unavailable) << "there is no such file yet";
+        makeStore(name);
+        EXPECT_TRUE(fs::is_regular_file(folder.path() / name));
+        EXPECT_EQ(rowsReadFrom(name), 1u);
+        DatabaseManager program(name, clock);
+        program.insertSnapshot(sampleAt(storeNow));
+        EXPECT_EQ(rowsReadFrom(name), 2u) << "beside the program";
+    }
+    EXPECT_EQ(log.lines(), Rows{});
+}
+
+TEST_F(ReadOnlyStore, emptyPathIsUnavailable) {
+    const test::WorkingFolder here(folder.path());
+    EXPECT_EQ(stateOf(""), StoreState::unavailable);
+    EXPECT_EQ(files(), std::set<std::string>{});
+}
+
+TEST_F(ReadOnlyStore, copyWithoutItsSharedMemoryIsReadAndGetsOne) {
+    DatabaseManager program(path, clock);
+    program.insertSnapshot(sampleAt(storeNow));
+    const std::string left = folder.file("left.sqlite");
+    copyOfRunningStore(path, left, false);
+    const std::string wal = test::readFile(left + "-wal");
+    const std::string main = test::readFile(left);
+    const DatabaseManager reader(left, clock, StoreAccess::readOnly);
+    EXPECT_EQ(reader.fetchHistory().size(), 1u);
+    EXPECT_TRUE(fs::exists(left + "-shm"));
+    EXPECT_EQ(test::readFile(left + "-wal"), wal);
+    EXPECT_EQ(test::readFile(left), main);
+}
+
 TEST_F(ReadOnlyStore, missingFileIsUnavailableAndNothingIsMade) {
     EXPECT_EQ(stateOf(folder.file("none/history.sqlite")), StoreState::unavailable);
     EXPECT_EQ(stateOf(path), StoreState::unavailable);

@@ -196,6 +196,26 @@ TEST_F(Schema, ensureColumnTakesTheWholeNameAndAddsOnce) {
     EXPECT_EQ(columns(sql, "t"), (Rows{"a_longer|TEXT|0|NULL|0", "b|TEXT|0|NULL|0", "a|INTEGER|1|7|0"}));
 }
 
+TEST_F(Schema, ensureColumnAsksOnceForAFileThatIsHeld) {
+    path = folder.file("any.sqlite");
+    Sql other(path);
+    other.run("CREATE TABLE t (a TEXT); BEGIN EXCLUSIVE;");
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+    int asked = 0;
+    const auto giveUp = [](void* count, int) {
+        ++*static_cast<int*>(count);
+        return 0;
+    };
+    sqlite3_busy_handler(db, giveUp, &asked);
+    EXPECT_FALSE(ensureColumn("b", "INTEGER", "t", db));
+    EXPECT_EQ(asked, 1);
+    other.run("COMMIT;");
+    EXPECT_TRUE(ensureColumn("b", "INTEGER", "t", db));
+    sqlite3_close(db);
+    EXPECT_EQ(columns(other, "t"), (Rows{"a|TEXT|0|NULL|0", "b|INTEGER|0|NULL|0"}));
+}
+
 TEST_F(Schema, foldersAndFileAreForTheirOwnerAlone) {
     path = folder.file("share/com.corvanta.app/history.sqlite");
     fs::permissions(folder.path(), fs::perms{0755});
@@ -208,6 +228,26 @@ TEST_F(Schema, foldersAndFileAreForTheirOwnerAlone) {
     EXPECT_EQ(mode(path), fs::perms{0600});
     EXPECT_EQ(mode(path + "-wal"), fs::perms{0600});
     EXPECT_EQ(mode(path + "-shm"), fs::perms{0600});
+}
+
+TEST_F(Schema, newFileIsForItsOwnerAloneBeforeSQLiteOpensIt) {
+    path = folder.file("history.sqlite");
+    fs::permissions(folder.path(), fs::perms{0777});
+    const test::OpenedModes opened;
+    startAndStop();
+    ASSERT_FALSE(test::OpenedModes::all().empty());
+    EXPECT_EQ(test::OpenedModes::all().front(), "history.sqlite 600");
+}
+
+TEST_F(Schema, existingFileWithoutContentIsMadeItsOwnersAloneFirst) {
+    path = folder.write("history.sqlite", "");
+    fs::permissions(path, fs::perms{0644});
+    const test::OpenedModes opened;
+    const DatabaseManager store(path, clock);
+    EXPECT_EQ(test::OpenedModes::all().front(), "history.sqlite 600");
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+        EXPECT_EQ(fs::status(path + suffix).permissions(), fs::perms{0600}) << suffix;
+    }
 }
 
 TEST_F(Schema, existingFileKeepsItsMode) {

@@ -3,12 +3,15 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <mutex>
 
 namespace corvanta::test {
@@ -60,6 +63,22 @@ int openForReadingOnly(const char* path, int flags, mode_t mode) {
     if ((flags & (O_RDWR | O_WRONLY | O_CREAT)) != 0) {
         errno = EROFS;
         return -1;
+    }
+    return ::open(path, flags, mode);
+}
+
+std::vector<std::string>& openedModes() {
+    static std::vector<std::string>& modes = *new std::vector<std::string>;
+    return modes;
+}
+
+int openAndNoteTheMode(const char* path, int flags, mode_t mode) {
+    if ((flags & O_RDWR) != 0) {
+        struct stat status = {};
+        std::array<char, 8> octal = {"none"};
+        if (::stat(path, &status) == 0)
+            std::snprintf(octal.data(), octal.size(), "%o", status.st_mode & 07777);
+        openedModes().push_back(std::filesystem::path(path).filename().string() + " " + octal.data());
     }
     return ::open(path, flags, mode);
 }
@@ -169,6 +188,20 @@ SystemFault::SystemFault(Kind kind) {
 SystemFault::~SystemFault() {
     sqlite3_vfs* const system = sqlite3_vfs_find(nullptr);
     system->xSetSystemCall(system, nullptr, nullptr);
+}
+
+OpenedModes::OpenedModes() {
+    openedModes().clear();
+    replace("open", openAndNoteTheMode);
+}
+
+OpenedModes::~OpenedModes() {
+    sqlite3_vfs* const system = sqlite3_vfs_find(nullptr);
+    system->xSetSystemCall(system, nullptr, nullptr);
+}
+
+const std::vector<std::string>& OpenedModes::all() {
+    return openedModes();
 }
 
 SnapshotValues sampleAt(double seconds) {

@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -70,6 +71,30 @@ class SystemFault {
     ~SystemFault();
     SystemFault(const SystemFault&) = delete;
     SystemFault& operator=(const SystemFault&) = delete;
+};
+
+/// Notes, while it lives, the mode of each file that SQLite is about to open for writing.
+class OpenedModes {
+  public:
+    OpenedModes();
+    ~OpenedModes();
+    OpenedModes(const OpenedModes&) = delete;
+    OpenedModes& operator=(const OpenedModes&) = delete;
+
+    /// Each as "name mode", or "name none" for a file that SQLite makes.
+    static const std::vector<std::string>& all();
+};
+
+/// Goes to a folder for a scope, and then back.
+class WorkingFolder {
+  public:
+    explicit WorkingFolder(const std::filesystem::path& folder) { std::filesystem::current_path(folder); }
+    ~WorkingFolder() { std::filesystem::current_path(before_); }
+    WorkingFolder(const WorkingFolder&) = delete;
+    WorkingFolder& operator=(const WorkingFolder&) = delete;
+
+  private:
+    std::filesystem::path before_ = std::filesystem::current_path();
 };
 
 /// A full sample at the given time.

@@ -24,13 +24,18 @@ std::optional<std::string> makeFolder(const std::filesystem::path& folder) {
 
 }  // namespace
 
+void keepNewFilesPrivate() {
+    ::umask(S_IRWXG | S_IRWXO);
+}
+
 std::optional<std::string> writePrivateFile(const std::string& path, std::string_view content) {
     if (auto failure = makeFolder(std::filesystem::path(path).parent_path())) return failure;
     QSaveFile file(QFile::decodeName(QByteArray::fromStdString(path)));
     if (file.open(QIODevice::WriteOnly) && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
         file.write(content.data(), static_cast<qint64>(content.size())) ==
             static_cast<qint64>(content.size()) &&
-        file.commit()) {
+        // By itself commit() takes a write that fails while it closes the file for a success.
+        file.flush() && file.commit()) {
         return std::nullopt;
     }
     return file.errorString().toStdString();

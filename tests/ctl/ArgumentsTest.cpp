@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "ctl/CtlTest.h"
+
+namespace corvanta::test {
+namespace {
+
+using ArgumentsTest = CtlTest;
+
+class BadUsageTest : public CtlTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(BadUsageTest, endsWithTwoAndSaysWhyOnStandardError) {
+    const Finished finished = ctl(GetParam());
+    EXPECT_EQ(finished.exitCode, 2);
+    EXPECT_EQ(finished.out, "");
+    EXPECT_NE(finished.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(ArgumentsTest, BadUsageTest,
+                         testing::Values("", "dance", "--dance", "status --dance", "status dance",
+                                         "status history", "history --last", "history --last 2h",
+                                         "history --last 3600", "status --last 1h", "--json",
+                                         "history --database"));
+
+TEST_F(ArgumentsTest, namesTheWordThatItDoesNotKnow) {
+    EXPECT_NE(ctl("dance").err.find("dance"), std::string::npos);
+    EXPECT_NE(ctl("--dance").err.find("--dance"), std::string::npos);
+    EXPECT_NE(ctl("status dance").err.find("dance"), std::string::npos);
+    EXPECT_NE(ctl("history --last 2h").err.find("2h"), std::string::npos);
+}
+
+TEST_F(ArgumentsTest, tellsItsVersion) {
+    const Finished finished = ctl("--version");
+    EXPECT_EQ(finished.exitCode, 0);
+    EXPECT_EQ(finished.out, "corvantactl " CORVANTA_VERSION "\n");
+    EXPECT_EQ(finished.err, "");
+}
+
+TEST_F(ArgumentsTest, helpListsTheCommands) {
+    const Finished finished = ctl("--help");
+    EXPECT_EQ(finished.exitCode, 0);
+    for (const char* command : {"status", "watch", "history", "trends"}) {
+        EXPECT_NE(finished.out.find(command), std::string::npos) << command;
+    }
+    EXPECT_EQ(finished.err, "");
+    EXPECT_NE(ctl("history --help").out.find("--last"), std::string::npos);
+}
+
+class FullDiskTest : public CtlTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(FullDiskTest, outputThatCannotBeWrittenIsAFailure) {
+    const Finished finished = ctl(GetParam(), [] { ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO); });
+    EXPECT_EQ(finished.exitCode, 1);
+    EXPECT_EQ(finished.err, "corvantactl: Could not write: No space left on device\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(ArgumentsTest, FullDiskTest,
+                         testing::Values("status", "status --json", "watch", "watch --json"));
+
+}  // namespace
+}  // namespace corvanta::test
