@@ -52,7 +52,7 @@ program offscreen env -u DISPLAY -u WAYLAND_DISPLAY "$bin/corvanta"
 measured=(offscreen=$pid)
 if command -v Xvfb >/dev/null && command -v openbox >/dev/null; then
     mkfifo "$work/display"
-    Xvfb -displayfd 3 -screen 0 1280x800x24 3>"$work/display" 2>/dev/null &
+    Xvfb -displayfd 3 -screen 0 1280x800x24 -noreset 3>"$work/display" 2>/dev/null &
     started+=($!)
     display=:$(head -n1 "$work/display")
     DISPLAY=$display openbox >/dev/null 2>&1 &

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdio>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -13,8 +14,9 @@ namespace {
 class DesktopTest : public CorvantaTest {
   protected:
     void SetUp() override {
-        server_ = std::make_unique<Program>("Xvfb", words("-displayfd 1 -screen 0 1280x800x24 -nolisten tcp"),
-                                            user_.environment());
+        // It lasts beyond its first client, which is here and gone before the window manager comes.
+        server_ = std::make_unique<Program>(
+            "Xvfb", words("-displayfd 1 -screen 0 1280x800x24 -nolisten tcp -noreset"), user_.environment());
         ASSERT_TRUE(server_->awaitOutput("\n")) << server_->errors();
         const std::string& number = server_->output();
         user_.setVariable("DISPLAY", ":" + number.substr(0, number.find('\n')));
@@ -32,6 +34,7 @@ class DesktopTest : public CorvantaTest {
         ASSERT_TRUE(eventually([&] { return !windows("--name ^Corvanta\\sstatus\\sitem$").empty(); }))
             << program_->output() << program_->errors();
         strip_ = windows("--name ^Corvanta\\sstatus\\sitem$").front();
+        ASSERT_TRUE(eventually([&] { return isSettled(); })) << screen();
     }
     void TearDown() override {
         // The program goes before its server.
@@ -53,10 +56,24 @@ class DesktopTest : public CorvantaTest {
         for (std::string id; std::getline(text, id);) found.push_back(id);
         return found;
     }
+    /// What there is to see, for a failure's message.
+    std::string screen() const { return tool("xdotool getmouselocation") + tool("xwininfo -root -tree"); }
+    /// Whether the window manager has taken the strip over and its right end is where it stays.
+    bool isSettled() const {
+        if (tool("xprop -id " + strip_ + " WM_STATE").find("Normal") == std::string::npos) return false;
+        std::istringstream text(tool("xwininfo -id " + strip_));
+        int left = 0, top = 0, width = 0;
+        for (std::string line; std::getline(text, line);) {
+            std::sscanf(line.c_str(), " Absolute upper-left X: %d", &left);
+            std::sscanf(line.c_str(), " Absolute upper-left Y: %d", &top);
+            std::sscanf(line.c_str(), " Width: %d", &width);
+        }
+        return left + width == 1276 && top == 1;
+    }
     /// Clicks on the strip with the right button and returns the window of the menu that appears; empty
     /// without one.
     std::string openMenu() const {
-        tool("xdotool mousemove --window " + strip_ + " 20 10 click 3");
+        tool("xdotool mousemove 1260 12 click 3");
         std::string menu;
         eventually([&] {
             for (const std::string& id : windows("--class ^corvanta$")) {
@@ -84,14 +101,14 @@ TEST_F(DesktopTest, theStripIsADockOnAllDesktops) {
 
 TEST_F(DesktopTest, theMenuQuitsByClick) {
     const std::string menu = openMenu();
-    ASSERT_NE(menu, "");
+    ASSERT_NE(menu, "") << screen();
     tool("xdotool mousemove --window " + menu + " 30 12 click 1");
     EXPECT_EQ(program_->exitCode(), 0);
     EXPECT_EQ(program_->errors(), "");
 }
 
 TEST_F(DesktopTest, theMenuQuitsByKey) {
-    ASSERT_NE(openMenu(), "");
+    ASSERT_NE(openMenu(), "") << screen();
     tool("xdotool key Down Return");
     EXPECT_EQ(program_->exitCode(), 0);
     EXPECT_EQ(program_->errors(), "");
@@ -99,7 +116,7 @@ TEST_F(DesktopTest, theMenuQuitsByKey) {
 
 TEST_F(DesktopTest, aClosedMenuLeavesTheProgramRunning) {
     const std::string menu = openMenu();
-    ASSERT_NE(menu, "");
+    ASSERT_NE(menu, "") << screen();
     tool("xdotool key Escape");
     EXPECT_TRUE(
         eventually([&] { return tool("xwininfo -id " + menu).find("IsViewable") == std::string::npos; }));
