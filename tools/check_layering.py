@@ -32,7 +32,8 @@ LIBRARIES["app"] = ("app", set(LIBRARIES), {"Core", "Gui", "Widgets", "DBus"})
 LIBRARIES["ctl"] = ("ctl", BELOW_SHELL, {"Core", "DBus"})
 
 # The part of platform/linux that runs under the thread sanitizer, and so knows no Qt.
-READERS = {"KernelFile", "LinuxMemorySource", "LinuxThreadSetup", "MemInfo", "PressureClassifier", "PressureWatch",
+READERS = {"KernelFile", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
+           "ProcFolder", "ProcLister", "NetlinkCounterSource", "ProcNetDev", "StatfsCapacitySource", "MemInfo", "PressureClassifier", "PressureWatch",
            "ProcStat", "PsiPressureSource", "Terminal", "TextScan"}
 
 QT_MODULES = {

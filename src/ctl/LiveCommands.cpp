@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ctl/LiveCommands.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <vector>
 
 #include "core/ByteCount.h"
+#include "core/PlainText.h"
 #include "core/Saturate.h"
 #include "core/TextForms.h"
 #include "platform/linux/Terminal.h"
@@ -19,6 +22,17 @@ constexpr std::string_view home = "\x1b[H";
 constexpr std::string_view clearLineEnds = "\x1b[K\n";
 constexpr std::string_view clearBelow = "\x1b[J";
 constexpr std::string_view showCursor = "\x1b[?25h";
+
+std::string speedText(double bytesPerSecond) {
+    return NetworkSpeedFormatter::string(bytesPerSecond, NetworkFormat::auto_);
+}
+
+const ProcessDetail* largestProcess(const std::vector<ProcessDetail>& processes) {
+    const auto largest = std::max_element(
+        processes.begin(), processes.end(),
+        [](const ProcessDetail& a, const ProcessDetail& b) { return a.residentBytes < b.residentBytes; });
+    return largest == processes.end() ? nullptr : &*largest;
+}
 
 std::string drawnOver(std::string_view text) {
     std::string drawn(home);
@@ -55,7 +69,7 @@ std::string LiveSample::text(const OutputOptions& options) const {
     const bool isKnown = level != MemoryPressureLevel::unavailable;
     const MemoryPressureLevel shown = isKnown ? level : ram.estimatedPressureLevel;
     const std::string pressure = std::string(isKnown ? "" : "Est. ").append(label(shown));
-    return table({
+    std::vector<std::vector<std::string>> rows = {
         {"CPU", percentText(readings_.cpuUsage)},
         {"Memory available", formatBytes(ram.available) + " of " + formatBytes(ram.total)},
         {"Memory pressure", colored(pressure, color(shown), options) + " (" +
@@ -64,7 +78,16 @@ std::string LiveSample::text(const OutputOptions& options) const {
         {"Wired", formatBytes(ram.wired)},
         {"Compressed", formatBytes(ram.compressed)},
         {"Swap used", formatBytes(ram.swap)},
-    });
+        {"Disk free", formatDiskBytes(readings_.disk.free) + " of " + formatDiskBytes(readings_.disk.total)},
+        {"Network",
+         "up " + speedText(readings_.network.upload) + ", down " + speedText(readings_.network.download)},
+        {"Processes", integerText(readings_.processes->size())},
+    };
+    if (const ProcessDetail* largest = largestProcess(*readings_.processes)) {
+        rows.push_back({"Largest process", plainText(largest->name) + " " +
+                                               formatBytes(static_cast<double>(largest->residentBytes))});
+    }
+    return table(rows);
 }
 
 std::string LiveSample::json() const {
@@ -82,6 +105,10 @@ std::string LiveSample::json() const {
           {"estimated_pressure", ram.estimatedPressurePercentage},
           {"estimated_pressure_level", label(ram.estimatedPressureLevel)},
           {"pressure_level", label(loop_->collectors().memoryPressure->currentLevel())}}},
+        {"disk",
+         {{"free", saturatedInt64(readings_.disk.free)}, {"total", saturatedInt64(readings_.disk.total)}}},
+        {"network", {{"upload", readings_.network.upload}, {"download", readings_.network.download}}},
+        {"processes", readings_.processes->size()},
     };
     return object.dump() + "\n";
 }

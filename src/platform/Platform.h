@@ -6,12 +6,17 @@
 #include "core/Waiter.h"
 #include "platform/CpuTickSource.h"
 #include "platform/DefaultsStore.h"
+#include "platform/DriveHealthSource.h"
 #include "platform/LoginItem.h"
 #include "platform/MemoryCounterSource.h"
 #include "platform/MemoryPressureEventSource.h"
+#include "platform/NetCounterSource.h"
 #include "platform/PowerSources.h"
+#include "platform/ProcessLister.h"
+#include "platform/ProcessSignaller.h"
 #include "platform/ThermalSource.h"
 #include "platform/ThreadSetup.h"
+#include "platform/VolumeCapacitySource.h"
 
 namespace corvanta {
 
@@ -24,6 +29,11 @@ struct Platform {
     CpuTickSource& cpuTicks;
     MemoryCounterSource& memoryCounters;
     MemoryPressureEventSource& memoryPressureEvents;
+    NetCounterSource& netCounters;
+    VolumeCapacitySource& volumeCapacity;
+    DriveHealthSource& driveHealth;
+    ProcessLister& processes;
+    ProcessSignaller& processSignaller;
     LowPowerSource& lowPower;
     PowerChangeSource& powerChanges;
     ThermalSource& thermal;

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QElapsedTimer>
 #include <atomic>
+#include <cctype>
 #include <chrono>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <thread>
@@ -67,6 +69,14 @@ TEST_F(StatusTest, textHasOneLineForEachFigure) {
         size +
         "\n"
         "Swap used         " +
+        size +
+        "\n"
+        "Disk free         " +
+        size + " of " + size +
+        "\n"
+        "Network           up [\\d.]+ [KMG]?B/s, down [\\d.]+ [KMG]?B/s\n"
+        "Processes         \\d+\n"
+        "Largest process   .+ " +
         size + "\n");
     EXPECT_TRUE(std::regex_match(finished.out, whole)) << finished.out;
     EXPECT_NE(finished.out.find(" of " + formatBytes(memInfoBytes("MemTotal")) + "\n"), std::string::npos)
@@ -82,7 +92,8 @@ TEST_F(StatusTest, jsonIsOneObjectOnOneLine) {
     expectOneLine(finished.out);
 
     const Json object = Json::parse(finished.out);
-    EXPECT_EQ(keys(object), (std::vector<std::string>{"timestamp", "cpu_usage", "memory"}));
+    EXPECT_EQ(keys(object),
+              (std::vector<std::string>{"timestamp", "cpu_usage", "memory", "disk", "network", "processes"}));
     EXPECT_EQ(keys(object.at("memory")),
               (std::vector<std::string>{"total", "available", "active", "wired", "compressed", "swap_used",
                                         "estimated_pressure", "estimated_pressure_level", "pressure_level"}));
@@ -90,6 +101,33 @@ TEST_F(StatusTest, jsonIsOneObjectOnOneLine) {
     EXPECT_LE(object.at("timestamp").get<double>(), after);
     EXPECT_GE(object.at("cpu_usage").get<double>(), 0);
     EXPECT_LE(object.at("cpu_usage").get<double>(), 100);
+}
+
+TEST_F(StatusTest, diskAgreesWithTheFileSystem) {
+    const Json disk = Json::parse(ctl("status --json").out).at("disk");
+    const std::filesystem::space_info space = std::filesystem::space("/");
+    EXPECT_EQ(disk.at("total").get<double>(), static_cast<double>(space.capacity));
+    // Builds and other tests write at the same time.
+    EXPECT_NEAR(disk.at("free").get<double>(), static_cast<double>(space.available), 2e9);
+}
+
+TEST_F(StatusTest, processesAgreeWithTheKernel) {
+    const auto userProcesses = [] {
+        int count = 0;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+            const std::string name = entry.path().filename().string();
+            // Kernel threads, which count as one, have no command line.
+            if (std::isdigit(static_cast<unsigned char>(name[0])) &&
+                !test::readFile(entry.path() / "cmdline").empty()) {
+                ++count;
+            }
+        }
+        return count;
+    };
+    const int before = userProcesses();
+    const int shown = Json::parse(ctl("status --json").out).at("processes").get<int>();
+    EXPECT_NEAR(shown, before, 60) << "processes come and go while tests run";
+    EXPECT_GT(shown, 3);
 }
 
 TEST_F(StatusTest, memoryAgreesWithTheKernel) {

@@ -355,6 +355,11 @@ TEST_F(SystemMonitorTest, theRowCarriesTheObservationsMoment) {
                             machine.cpuTicks,
                             machine.memoryCounters,
                             machine.memoryPressureEvents,
+                            machine.netCounters,
+                            machine.volumeCapacity,
+                            machine.driveHealth,
+                            machine.processes,
+                            machine.processSignaller,
                             machine.lowPower,
                             machine.powerChanges,
                             machine.thermal,
@@ -597,10 +602,23 @@ TEST_F(SystemMonitorTest, theCollectorsAreMadeBeforeTheSubscriptionsAndTheLoopCo
     };
     Hold hold;
     OrderedThreads threads{hold};
-    const Platform platform{machine.clock,   machine.waiter,   machine.executor,
-                            threads,         machine.cpuTicks, machine.memoryCounters,
-                            pressure,        lowPower,         power,
-                            machine.thermal, machine.defaults, machine.loginItem};
+    const Platform platform{machine.clock,
+                            machine.waiter,
+                            machine.executor,
+                            threads,
+                            machine.cpuTicks,
+                            machine.memoryCounters,
+                            pressure,
+                            machine.netCounters,
+                            machine.volumeCapacity,
+                            machine.driveHealth,
+                            machine.processes,
+                            machine.processSignaller,
+                            lowPower,
+                            power,
+                            machine.thermal,
+                            machine.defaults,
+                            machine.loginItem};
     monitor = std::make_unique<SystemMonitor>(platform, settings, sink);
     EXPECT_EQ(order, (Calls{"low power flag", "pressure on com.corvanta.memory-pressure", "low power events",
                             "power changes"}));

@@ -16,6 +16,8 @@
 #include <vector>
 
 #include "platform/Platform.h"
+#include "support/FakeNetDisk.h"
+#include "support/FakeProcesses.h"
 
 namespace corvanta::test {
 
@@ -309,15 +311,34 @@ struct FakePlatform {
     FakeCpuTickSource cpuTicks;
     FakeMemoryCounterSource memoryCounters;
     FakeMemoryPressureEventSource memoryPressureEvents;
+    FakeNetCounterSource netCounters;
+    FakeVolumeCapacitySource volumeCapacity;
+    FakeDriveHealthSource driveHealth;
+    FakeProcessLister processes;
+    FakeProcessSignaller processSignaller;
     FakeLowPowerSource lowPower;
     FakePowerChangeSource powerChanges;
     FakeThermalSource thermal;
     FakeDefaultsStore defaults;
     FakeLoginItem loginItem;
 
-    Platform platform{
-        clock,    waiter,       executor, threadSetup, cpuTicks, memoryCounters, memoryPressureEvents,
-        lowPower, powerChanges, thermal,  defaults,    loginItem};
+    Platform platform{clock,
+                      waiter,
+                      executor,
+                      threadSetup,
+                      cpuTicks,
+                      memoryCounters,
+                      memoryPressureEvents,
+                      netCounters,
+                      volumeCapacity,
+                      driveHealth,
+                      processes,
+                      processSignaller,
+                      lowPower,
+                      powerChanges,
+                      thermal,
+                      defaults,
+                      loginItem};
 };
 
 }  // namespace corvanta::test

@@ -1,13 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/linux/LinuxPlatform.h"
 
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace corvanta {
 namespace {
 
 constexpr const char* procRoot = "/proc";
 constexpr const char* sysRoot = "/sys";
+
+// Where the user's space is on a machine whose root can't be written.
+std::vector<std::string> writableFolders() {
+    std::vector<std::string> folders;
+    if (const auto home = processEnvironment("HOME")) {
+        folders.push_back(*home);
+    } else if (const auto account = accountHome()) {
+        folders.push_back(*account);
+    }
+    folders.emplace_back("/var");
+    return folders;
+}
 
 }  // namespace
 
@@ -17,6 +31,10 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
     : cpuTicks_(procRoot),
       memoryCounters_(procRoot, sysRoot),
       memoryPressureEvents_(procRoot, threadSetup_),
+      netCounters_(procRoot, sysRoot),
+      volumeCapacity_("/", writableFolders()),
+      processes_(procRoot),
+      processSignaller_(procRoot),
       defaults_(settingsFile, access),
       loginItem_(directories, processEnvironment("XDG_CURRENT_DESKTOP").value_or(""),
                  std::move(executablePath)),
@@ -27,6 +45,11 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
              cpuTicks_,
              memoryCounters_,
              memoryPressureEvents_,
+             netCounters_,
+             volumeCapacity_,
+             driveHealth_,
+             processes_,
+             processSignaller_,
              lowPower_,
              powerChanges_,
              thermal_,

@@ -6,9 +6,13 @@
 #include "platform/Platform.h"
 #include "platform/linux/JsonDefaultsStore.h"
 #include "platform/linux/LinuxMemorySource.h"
+#include "platform/linux/LinuxProcessSignaller.h"
 #include "platform/linux/LinuxThreadSetup.h"
+#include "platform/linux/NetlinkCounterSource.h"
+#include "platform/linux/ProcLister.h"
 #include "platform/linux/ProcStat.h"
 #include "platform/linux/PsiPressureSource.h"
+#include "platform/linux/StatfsCapacitySource.h"
 #include "platform/linux/XdgDirectories.h"
 #include "platform/linux/XdgLoginItem.h"
 
@@ -36,6 +40,11 @@ class LinuxPlatform {
     ProcStatTickSource cpuTicks_;
     LinuxMemorySource memoryCounters_;
     PsiPressureSource memoryPressureEvents_;
+    NetlinkCounterSource netCounters_;
+    StatfsCapacitySource volumeCapacity_;
+    DriveHealthSource driveHealth_;
+    ProcLister processes_;
+    LinuxProcessSignaller processSignaller_;
     LowPowerSource lowPower_;
     PowerChangeSource powerChanges_;
     ThermalSource thermal_;
