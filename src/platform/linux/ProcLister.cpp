@@ -81,11 +81,13 @@ class ProcLister::Pass {
         LongName* const before = nameSearch_.find(id, stat.startTicks);
         if (before != nullptr && before->comm == stat.comm) {
             longNames_.push_back(*before);
-        } else {
-            longNames_.push_back({id, stat.startTicks, std::string(stat.comm),
-                                  readProcessName(lister_.folder_, id, stat.comm)});
+            return before->name;
         }
-        return longNames_.back().name;
+        std::string name = readProcessName(lister_.folder_, id, stat.comm);
+        // A program that is just being started has its short name before its arguments: ask again next time.
+        const bool isRecovered = name != tidyName(stat.comm);
+        if (isRecovered) longNames_.push_back({id, stat.startTicks, std::string(stat.comm), name});
+        return name;
     }
 
     bool sawKernel() const { return !kernelThreads_.empty(); }

@@ -49,14 +49,10 @@ class Descriptor {
 
 class PsiSubscription final : public Subscription {
   public:
-    /// Throws std::system_error where there is no descriptor or no thread to be had.
+    /// Closes both descriptors at its end. Throws std::system_error where there is no thread to be had.
     PsiSubscription(const std::string& procRoot, ThreadSetup& threadSetup, const std::string& label,
-                    int triggerNumber, std::function<void(MemoryPressureEvents)> handler)
-        : handler_(std::move(handler)),
-          watch_(procRoot),
-          trigger_(triggerNumber),
-          wakeUp_(eventfd(0, EFD_CLOEXEC)) {
-        if (wakeUp_.number() < 0) throw std::system_error(errno, std::generic_category());
+                    int triggerNumber, int wakeUpNumber, std::function<void(MemoryPressureEvents)> handler)
+        : handler_(std::move(handler)), watch_(procRoot), trigger_(triggerNumber), wakeUp_(wakeUpNumber) {
         thread_ = std::thread([this, &threadSetup, label] {
             threadSetup.enterUtilityThread(label);
             run();
@@ -115,12 +111,17 @@ PsiPressureSource::PsiPressureSource(std::string procRoot, ThreadSetup& threadSe
 
 std::unique_ptr<Subscription> PsiPressureSource::subscribe(
     const std::string& queueLabel, std::function<void(MemoryPressureEvents)> handler) {
+    const auto refused = [](const std::string& reason) {
+        logLine("Could not watch the memory pressure: " + reason);
+        return nullptr;
+    };
+    const int wakeUp = eventfd(0, EFD_CLOEXEC);
+    if (wakeUp < 0) return refused(std::generic_category().message(errno));
     try {
         return std::make_unique<PsiSubscription>(procRoot_, threadSetup_, queueLabel, openTrigger_(procRoot_),
-                                                 std::move(handler));
+                                                 wakeUp, std::move(handler));
     } catch (const std::system_error& error) {
-        logLine(std::string("Could not watch the memory pressure: ") + error.what());
-        return nullptr;
+        return refused(error.what());
     }
 }
 
