@@ -50,6 +50,7 @@ struct Companion {
 
 void declareTimeRange(CLI::App& command, Options& options) {
     std::vector<std::string> labels;
+    labels.reserve(allTimeRanges.size());
     for (const TimeRange range : allTimeRanges) labels.emplace_back(label(range));
     command.add_option("--last", options.range, "How far to look back")
         ->check(CLI::IsMember(labels))
