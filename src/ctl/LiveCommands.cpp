@@ -59,6 +59,7 @@ LiveSample::~LiveSample() {
 
 void LiveSample::refresh() {
     readings_ = loop_->collect({});
+    platform_.lowPower.refresh();
     readings_.isLowPowerModeEnabled = platform_.lowPower.isLowPowerModeEnabled();
     moment_ = platform_.clock.now();
 }

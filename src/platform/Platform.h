@@ -8,6 +8,7 @@
 #include "platform/DefaultsStore.h"
 #include "platform/DriveHealthSource.h"
 #include "platform/LoginItem.h"
+#include "platform/MachineFacts.h"
 #include "platform/MemoryCounterSource.h"
 #include "platform/MemoryPressureEventSource.h"
 #include "platform/NetCounterSource.h"
@@ -34,9 +35,11 @@ struct Platform {
     DriveHealthSource& driveHealth;
     ProcessLister& processes;
     ProcessSignaller& processSignaller;
+    PowerSourceReader& powerSources;
     LowPowerSource& lowPower;
     PowerChangeSource& powerChanges;
     ThermalSource& thermal;
+    MachineFacts& machineFacts;
     DefaultsStore& defaults;
     LoginItem& loginItem;
 };

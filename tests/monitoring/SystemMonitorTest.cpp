@@ -360,9 +360,11 @@ TEST_F(SystemMonitorTest, theRowCarriesTheObservationsMoment) {
                             machine.driveHealth,
                             machine.processes,
                             machine.processSignaller,
+                            machine.powerSources,
                             machine.lowPower,
                             machine.powerChanges,
                             machine.thermal,
+                            machine.machineFacts,
                             machine.defaults,
                             machine.loginItem};
     monitor = std::make_unique<SystemMonitor>(platform, settings, sink);
@@ -614,9 +616,11 @@ TEST_F(SystemMonitorTest, theCollectorsAreMadeBeforeTheSubscriptionsAndTheLoopCo
                             machine.driveHealth,
                             machine.processes,
                             machine.processSignaller,
+                            machine.powerSources,
                             lowPower,
                             power,
                             machine.thermal,
+                            machine.machineFacts,
                             machine.defaults,
                             machine.loginItem};
     monitor = std::make_unique<SystemMonitor>(platform, settings, sink);

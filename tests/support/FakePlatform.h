@@ -215,6 +215,19 @@ class FakeMemoryPressureEventSource final : public MemoryPressureEventSource {
     FakeSubscribers<MemoryPressureEvents> subscribers;
 };
 
+class FakePowerSourceReader final : public PowerSourceReader {
+  public:
+    std::vector<PowerSourceDescription> readPowerSources() override {
+        ++readings;
+        return sources;
+    }
+    std::optional<BatteryRegistry> readBatteryRegistry() override { return registry; }
+
+    std::vector<PowerSourceDescription> sources;
+    std::optional<BatteryRegistry> registry;
+    std::atomic<int> readings = 0;
+};
+
 class FakeLowPowerSource final : public LowPowerSource {
   public:
     bool isLowPowerModeEnabled() const override { return enabled; }
@@ -240,6 +253,17 @@ class FakeThermalSource final : public ThermalSource {
     int thermalState() const override { return state; }
 
     std::atomic<int> state = 0;
+};
+
+class FakeMachineFacts final : public MachineFacts {
+  public:
+    MachineDescription describe() const override {
+        ++descriptions;
+        return description;
+    }
+
+    MachineDescription description;
+    mutable std::atomic<int> descriptions = 0;
 };
 
 /// Keeps everything in memory and counts the writes.
@@ -316,9 +340,11 @@ struct FakePlatform {
     FakeDriveHealthSource driveHealth;
     FakeProcessLister processes;
     FakeProcessSignaller processSignaller;
+    FakePowerSourceReader powerSources;
     FakeLowPowerSource lowPower;
     FakePowerChangeSource powerChanges;
     FakeThermalSource thermal;
+    FakeMachineFacts machineFacts;
     FakeDefaultsStore defaults;
     FakeLoginItem loginItem;
 
@@ -334,9 +360,11 @@ struct FakePlatform {
                       driveHealth,
                       processes,
                       processSignaller,
+                      powerSources,
                       lowPower,
                       powerChanges,
                       thermal,
+                      machineFacts,
                       defaults,
                       loginItem};
 };

@@ -108,6 +108,7 @@ CycleReadings MonitoringLoop::collect(const std::stop_token& stop) {
 void MonitoringLoop::collectAndPublishMetrics(const std::stop_token& stop) {
     const auto readings = std::make_shared<CycleReadings>(collect(stop));
     if (stop.stop_requested()) return;
+    lowPower_.refresh();
     readings->isLowPowerModeEnabled = lowPower_.isLowPowerModeEnabled();
 
     const auto isPublished = std::make_shared<std::atomic<bool>>(false);

@@ -50,9 +50,11 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
              driveHealth_,
              processes_,
              processSignaller_,
+             powerSources_,
              lowPower_,
              powerChanges_,
              thermal_,
+             machineFacts_,
              defaults_,
              loginItem_} {}
 

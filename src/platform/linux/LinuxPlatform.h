@@ -45,9 +45,11 @@ class LinuxPlatform {
     DriveHealthSource driveHealth_;
     ProcLister processes_;
     LinuxProcessSignaller processSignaller_;
+    PowerSourceReader powerSources_;
     LowPowerSource lowPower_;
     PowerChangeSource powerChanges_;
     ThermalSource thermal_;
+    MachineFacts machineFacts_;
     JsonDefaultsStore defaults_;
     XdgLoginItem loginItem_;
     Platform ports_;
