@@ -18,6 +18,8 @@ std::size_t characters(std::string_view text) {
 
 std::string_view escapeCode(ColorRole role) {
     switch (role) {
+        case ColorRole::primary:
+            return "\x1b[39m";
         case ColorRole::secondary:
             return "\x1b[2m";
         case ColorRole::green:
