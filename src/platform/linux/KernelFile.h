@@ -23,6 +23,9 @@ class KernelFile {
     /// At most the first `limit` bytes; fewer when the file is shorter. The view lasts until the next read.
     std::optional<std::string_view> read(std::size_t limit);
 
+    /// Gives the descriptor back; the next read opens the file again.
+    void close();
+
     const std::string& path() const { return path_; }
 
   private:

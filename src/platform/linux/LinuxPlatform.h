@@ -7,6 +7,7 @@
 #include "platform/linux/JsonDefaultsStore.h"
 #include "platform/linux/LinuxMemorySource.h"
 #include "platform/linux/LinuxProcessSignaller.h"
+#include "platform/linux/LinuxThermalSource.h"
 #include "platform/linux/LinuxThreadSetup.h"
 #include "platform/linux/NetlinkCounterSource.h"
 #include "platform/linux/ProcLister.h"
@@ -48,7 +49,7 @@ class LinuxPlatform {
     PowerSourceReader powerSources_;
     LowPowerSource lowPower_;
     PowerChangeSource powerChanges_;
-    ThermalSource thermal_;
+    LinuxThermalSource thermal_;
     MachineFacts machineFacts_;
     JsonDefaultsStore defaults_;
     XdgLoginItem loginItem_;
