@@ -8,10 +8,13 @@
 #include <cerrno>
 #include <utility>
 
+#include "platform/linux/TextScan.h"
+
 namespace corvanta {
 namespace {
 
 constexpr std::size_t firstBuffer = 4096;
+constexpr std::size_t mostLine = 256;
 
 }  // namespace
 
@@ -48,6 +51,13 @@ std::optional<std::string_view> KernelFile::read(std::size_t limit) {
 
 void KernelFile::close() {
     if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
+}
+
+std::optional<std::string> readFirstLine(const std::string& path) {
+    KernelFile file(path);
+    auto text = file.read(mostLine);
+    const auto line = text ? takeLine(*text) : std::nullopt;
+    return line ? std::optional<std::string>(*line) : std::nullopt;
 }
 
 }  // namespace corvanta

@@ -34,4 +34,8 @@ class KernelFile {
     std::string buffer_;
 };
 
+/// The first line, without its newline, of a small file that is read once. Nothing for one without a whole
+/// line of at most 255 bytes.
+std::optional<std::string> readFirstLine(const std::string& path);
+
 }  // namespace corvanta

@@ -5,6 +5,7 @@
 
 #include "platform/Platform.h"
 #include "platform/linux/JsonDefaultsStore.h"
+#include "platform/linux/LinuxMachineFacts.h"
 #include "platform/linux/LinuxMemorySource.h"
 #include "platform/linux/LinuxProcessSignaller.h"
 #include "platform/linux/LinuxThermalSource.h"
@@ -50,7 +51,7 @@ class LinuxPlatform {
     LowPowerSource lowPower_;
     PowerChangeSource powerChanges_;
     LinuxThermalSource thermal_;
-    MachineFacts machineFacts_;
+    LinuxMachineFacts machineFacts_;
     JsonDefaultsStore defaults_;
     XdgLoginItem loginItem_;
     Platform ports_;

@@ -13,7 +13,7 @@
 namespace corvanta {
 namespace {
 
-constexpr std::size_t mostText = 64;  // a number or a name
+constexpr std::size_t mostText = 64;  // a number
 constexpr std::int64_t assumedLimit = 95'000;
 constexpr std::int64_t highestLimit = 125'000;
 
@@ -42,13 +42,6 @@ std::vector<int> numbered(const std::string& folder, std::string_view prefix, st
     return numbers;
 }
 
-std::optional<std::string> readName(const std::string& path) {
-    KernelFile file(path);
-    auto text = file.read(mostText);
-    const auto line = text ? takeLine(*text) : std::nullopt;
-    return line ? std::optional<std::string>(*line) : std::nullopt;
-}
-
 std::optional<std::int64_t> readTemperature(KernelFile& file) {
     const auto text = file.read(mostText);
     return text ? parseTemperature(*text) : std::nullopt;
@@ -59,7 +52,7 @@ TripPoints readTrips(const std::string& zone) {
     for (const int number : numbered(zone, "trip_point_", "_temp")) {
         const std::string trip = zone + "/trip_point_" + std::to_string(number);
         KernelFile temperature(trip + "_temp");
-        const auto kind = readName(trip + "_type");
+        const auto kind = readFirstLine(trip + "_type");
         const auto value = readTemperature(temperature);
         if (kind && value) trips.add(*kind, *value);
     }
@@ -112,7 +105,7 @@ void ThermalFiles::findSensors() {
     const std::string chips = sysRoot_ + "/class/hwmon";
     for (const int chipNumber : numbered(chips, "hwmon")) {
         const std::string chip = chips + "/hwmon" + std::to_string(chipNumber);
-        const auto name = readName(chip + "/name");
+        const auto name = readFirstLine(chip + "/name");
         if (!name || !isCpuSensorChip(*name)) continue;
         for (const int number : numbered(chip, "temp", "_input")) {
             const std::string sensor = chip + "/temp" + std::to_string(number);
@@ -128,7 +121,7 @@ void ThermalFiles::findZones() {
     const std::string all = sysRoot_ + "/class/thermal";
     for (const int number : numbered(all, "thermal_zone")) {
         const std::string zone = all + "/thermal_zone" + std::to_string(number);
-        const auto type = readName(zone + "/type");
+        const auto type = readFirstLine(zone + "/type");
         if (!type || isForeignZone(*type)) continue;
         const TripPoints trips = readTrips(zone);
         if (trips.isAny()) zones_.push_back({KernelFile(zone + "/temp"), number, trips});
