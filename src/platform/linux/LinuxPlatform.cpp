@@ -35,6 +35,8 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
       volumeCapacity_("/", writableFolders()),
       processes_(procRoot),
       processSignaller_(procRoot),
+      thermal_(sysRoot, clock_, threadSetup_),
+      machineFacts_(procRoot, sysRoot, ""),
       defaults_(settingsFile, access),
       loginItem_(directories, processEnvironment("XDG_CURRENT_DESKTOP").value_or(""),
                  std::move(executablePath)),
