@@ -25,6 +25,7 @@ LIBRARIES = {
               {"Core", "Gui", "Widgets"}),
     "shell_linux": ("shell/linux", CORE | {"platform", "shell"}, {"Core", "Gui", "Widgets", "DBus"}),
     "platform_linux": ("platform/linux", CORE | {"platform", "linux_readers"}, {"Core", "DBus"}),
+    "profiler_reports": ("platform/profiler", CORE | {"platform"}, set()),
     "linux_readers": (None, CORE | {"platform"}, set()),
 }
 BELOW_SHELL = set(LIBRARIES) - {"shell", "shell_linux"}
@@ -62,6 +63,7 @@ STANDARD = set("""algorithm array atomic barrier bit cassert cctype cerrno cfloa
     utility variant vector version""".split())
 THIRD_PARTY = {
     "storage": {"sqlite3.h"},
+    "profiler_reports": {"plist/plist.h"},
     "ctl": {"CLI/CLI.hpp", "nlohmann/json.hpp"},
     "shell_linux": {"xcb/xcb.h"},
 }
