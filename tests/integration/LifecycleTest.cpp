@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "integration/CorvantaTest.h"
-#include "shell/PrivateBus.h"
+#include "support/PrivateBus.h"
 #include "storage/StoreTestSupport.h"
 
 namespace corvanta::test {

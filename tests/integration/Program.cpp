@@ -7,14 +7,9 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include <QTest>
 #include <cstdio>
 
 namespace corvanta::test {
-
-bool eventually(const std::function<bool()>& condition, int milliseconds) {
-    return QTest::qWaitFor(condition, milliseconds);
-}
 
 QStringList words(const std::string& line) {
     return QString::fromStdString(line).split(u' ', Qt::SkipEmptyParts);

@@ -7,15 +7,10 @@
 #include <string>
 
 #include "core/RefreshFrequency.h"
+#include "support/Eventually.h"
 #include "support/TempDirectory.h"
 
 namespace corvanta::test {
-
-/// How long a test waits for what comes at once on an idle machine.
-inline constexpr int patience = 60'000;  // milliseconds
-
-/// Serves this process's events until the condition holds. False when it never did in the time.
-bool eventually(const std::function<bool()>& condition, int milliseconds = patience);
 
 /// The words of a command line.
 QStringList words(const std::string& line);

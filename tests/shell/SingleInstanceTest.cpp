@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "PrivateBus.h"
+#include "support/PrivateBus.h"
 #include "support/CapturedLog.h"
 #include "support/TempDirectory.h"
 

@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/linux/BusService.h"
+
+#include <QCoreApplication>
+#include <QDBusError>
+#include <QObject>
+#include <QThread>
+#include <map>
+#include <utility>
+
+#include "platform/linux/BusValues.h"
+
+namespace corvanta {
+namespace {
+
+using Kind = BusAnswer::Kind;
+
+QString propertiesInterface() {
+    return QStringLiteral("org.freedesktop.DBus.Properties");
+}
+
+Kind kindOf(const QDBusMessage& answer, bool isEarly) {
+    if (answer.type() == QDBusMessage::ReplyMessage) return Kind::reply;
+    const QDBusError error(answer);
+    switch (error.type()) {
+        case QDBusError::ServiceUnknown:
+        case QDBusError::Disconnected:
+            return Kind::absent;
+        case QDBusError::NoReply:
+        case QDBusError::Timeout:
+        case QDBusError::TimedOut:
+            // A service that ends in the middle of a call is told of in the same words, but at once.
+            return isEarly ? Kind::absent : Kind::silent;
+        default:
+            break;
+    }
+    const QString name = error.name();
+    const bool isAbsent = name == QLatin1String("org.freedesktop.DBus.Error.NameHasNoOwner") ||
+                          name.startsWith(QLatin1String("org.freedesktop.DBus.Error.Spawn."));
+    return isAbsent ? Kind::absent : Kind::refused;
+}
+
+}  // namespace
+
+/// Receives the signals on the main thread.
+class BusService::Relay final : public QObject {
+    Q_OBJECT
+
+  public:
+    explicit Relay(BusService& service) : service_(service) {}
+
+    bool connectTo(QDBusConnection& bus) {
+        const Description& description = service_.description_;
+        bool isConnected =
+            bus.connect(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameOwnerChanged"),
+                        {description.name}, QString(), this, SLOT(receive(QDBusMessage))) &&
+            bus.connect(description.name, QString(), propertiesInterface(),
+                        QStringLiteral("PropertiesChanged"), this, SLOT(receive(QDBusMessage)));
+        for (const SignalName& signal : description.signalNames) {
+            isConnected = isConnected && bus.connect(description.name, QString(), signal.interface,
+                                                     signal.member, this, SLOT(receive(QDBusMessage)));
+        }
+        return isConnected;
+    }
+
+  public Q_SLOTS:
+    void receive(const QDBusMessage& signal) { service_.heard(signal); }
+
+  private:
+    BusService& service_;
+};
+
+/// Main thread only, but for the count.
+struct BusService::Subscribers {
+    std::map<int, Handler> handlers;
+    int next = 0;
+    std::atomic<std::size_t> count = 0;
+};
+
+namespace {
+
+class Ending final : public Subscription {
+  public:
+    explicit Ending(std::function<void()> end) : end_(std::move(end)) {}
+    ~Ending() override { end_(); }
+
+  private:
+    std::function<void()> end_;
+};
+
+}  // namespace
+
+BusService::BusService(Connect connect, Description description, std::chrono::milliseconds pause)
+    : connect_(std::move(connect)),
+      description_(std::move(description)),
+      pause_(pause),
+      subscribers_(std::make_shared<Subscribers>()) {}
+
+BusService::~BusService() = default;
+
+BusAnswer BusService::call(const QString& path, const QString& interface, const QString& member,
+                           const QVariantList& arguments, std::chrono::milliseconds limit) {
+    BusAnswer answer;
+    if (isPaused(&answer.kind)) return answer;
+    const QDBusConnection bus = connect_();
+    if (bus.isConnected()) {
+        QDBusMessage message = QDBusMessage::createMethodCall(description_.name, path, interface, member);
+        message.setArguments(arguments);
+        message.setAutoStartService(description_.isStartedOnDemand);
+        const auto start = std::chrono::steady_clock::now();
+        const QDBusMessage reply = bus.call(message, QDBus::Block, static_cast<int>(limit.count()));
+        answer.kind = kindOf(reply, std::chrono::steady_clock::now() - start < limit / 2);
+        if (answer.kind == Kind::reply) answer.arguments = reply.arguments();
+    }
+    remember(answer.kind);
+    return answer;
+}
+
+std::optional<QVariantMap> BusService::properties(const QString& path, const QString& interface) {
+    return propertiesOf(call(path, propertiesInterface(), QStringLiteral("GetAll"), {interface}).arguments);
+}
+
+std::unique_ptr<Subscription> BusService::subscribe(Handler handler) {
+    const int key = subscribers_->next++;
+    subscribers_->handlers[key] = std::move(handler);
+    subscribers_->count = subscribers_->handlers.size();
+    return std::make_unique<Ending>([subscribers = subscribers_, key] {
+        subscribers->handlers.erase(key);
+        subscribers->count = subscribers->handlers.size();
+    });
+}
+
+bool BusService::listen() {
+    if (subscribers_->count == 0) return false;
+    QDBusConnection bus = connect_();
+    if (!bus.isConnected()) return false;
+    LockGuard guard(relayMutex_);
+    if (relay_) return true;
+    auto relay = std::make_unique<Relay>(*this);
+    relay->moveToThread(QCoreApplication::instance()->thread());
+    if (!relay->connectTo(bus)) {
+        relay.release()->deleteLater();
+        return false;
+    }
+    relay_ = std::move(relay);
+    return true;
+}
+
+bool BusService::isPaused(Kind* kind) const {
+    LockGuard guard(mutex_);
+    *kind = failure_;
+    return pausedUntil_ && std::chrono::steady_clock::now() < *pausedUntil_;
+}
+
+void BusService::remember(Kind kind) {
+    LockGuard guard(mutex_);
+    pausedUntil_.reset();
+    if (kind != Kind::absent && kind != Kind::silent) return;
+    failure_ = kind;
+    pausedUntil_ = std::chrono::steady_clock::now() + pause_;
+}
+
+void BusService::heard(const QDBusMessage& signal) {
+    if (signal.member() == QLatin1String("NameOwnerChanged")) {
+        LockGuard guard(mutex_);
+        pausedUntil_.reset();
+    }
+    ++changes_;
+    const auto subscribers = subscribers_;
+    // A handler may end its subscription or others'.
+    for (const auto& [key, handler] : std::map(subscribers->handlers)) {
+        if (subscribers->handlers.contains(key)) handler(signal);
+    }
+}
+
+}  // namespace corvanta
+
+#include "BusService.moc"

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QString>
+#include <QVariantList>
+#include <QVariantMap>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace corvanta {
+
+// What a peer on a bus has sent, read without trust: a value of another type than the one asked for is
+// absent, as is one that is not there. Any thread.
+
+std::optional<bool> boolOf(const QVariantMap& values, const QString& name);
+/// Of any of the bus's integer types that fits.
+std::optional<std::int64_t> integerOf(const QVariantMap& values, const QString& name);
+/// A finite number, or an integer.
+std::optional<double> numberOf(const QVariantMap& values, const QString& name);
+/// A text or an object's path, in UTF-8.
+std::optional<std::string> textOf(const QVariantMap& values, const QString& name);
+
+/// The properties of each interface of one object, by the interface's name.
+using BusInterfaces = std::map<QString, QVariantMap>;
+/// The objects of a service, by their paths.
+using BusObjects = std::map<QString, BusInterfaces>;
+
+/// The only argument of a `GetAll`.
+std::optional<QVariantMap> propertiesOf(const QVariantList& arguments);
+/// The only argument of a `GetManagedObjects`.
+std::optional<BusObjects> managedObjectsOf(const QVariantList& arguments);
+/// The only argument, a list of paths.
+std::optional<QStringList> pathsOf(const QVariantList& arguments);
+
+}  // namespace corvanta
