@@ -33,7 +33,7 @@ LIBRARIES["app"] = ("app", set(LIBRARIES), {"Core", "Gui", "Widgets", "DBus"})
 LIBRARIES["ctl"] = ("ctl", BELOW_SHELL, {"Core", "DBus"})
 
 # The part of platform/linux that runs under the thread sanitizer, and so knows no Qt.
-READERS = {"CommandOutput", "Descriptor", "KernelFile", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
+READERS = {"CommandOutput", "Descriptor", "DiskFacts", "RootDisks", "Smartctl", "KernelFile", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
            "ProcFolder", "ProcLister", "NetlinkCounterSource", "ProcNetDev", "StatfsCapacitySource", "MemInfo", "PressureClassifier", "PressureWatch",
            "ProcStat", "PsiPressureSource", "Terminal", "TextScan"}
 
@@ -64,6 +64,7 @@ STANDARD = set("""algorithm array atomic barrier bit cassert cctype cerrno cfloa
 THIRD_PARTY = {
     "storage": {"sqlite3.h"},
     "profiler_reports": {"plist/plist.h"},
+    "linux_readers": {"nlohmann/json.hpp"},
     "ctl": {"CLI/CLI.hpp", "nlohmann/json.hpp"},
     "shell_linux": {"xcb/xcb.h"},
 }
