@@ -2,13 +2,13 @@
 #include "ctl/LiveCommands.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "core/ByteCount.h"
 #include "core/PlainText.h"
 #include "core/Saturate.h"
 #include "core/TextForms.h"
+#include "ctl/Json.h"
 #include "platform/linux/Terminal.h"
 
 namespace corvanta::ctl {
@@ -93,7 +93,7 @@ std::string LiveSample::text(const OutputOptions& options) const {
 
 std::string LiveSample::json() const {
     const RAMDetails& ram = readings_.ram;
-    const nlohmann::ordered_json object = {
+    const Json object = {
         {"timestamp", secondsSince1970(moment_)},
         {"cpu_usage", readings_.cpuUsage},
         {"memory",
@@ -111,7 +111,7 @@ std::string LiveSample::json() const {
         {"network", {{"upload", readings_.network.upload}, {"download", readings_.network.download}}},
         {"processes", readings_.processes->size()},
     };
-    return object.dump() + "\n";
+    return dumped(object) + "\n";
 }
 
 int runStatus(const Platform& platform, const OutputOptions& options) {

@@ -11,13 +11,23 @@
 namespace corvanta::ctl {
 namespace {
 
+/// What a cell takes on the screen: colours take nothing.
 std::size_t characters(std::string_view text) {
-    return static_cast<std::size_t>(std::count_if(
-        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
+    std::size_t count = 0;
+    bool isInEscape = false;
+    for (const char c : text) {
+        if (c == '\x1b') isInEscape = true;
+        const bool continues = (static_cast<unsigned char>(c) & 0xc0) == 0x80;
+        if (!isInEscape && !continues) ++count;
+        if (c == 'm') isInEscape = false;
+    }
+    return count;
 }
 
 std::string_view escapeCode(ColorRole role) {
     switch (role) {
+        case ColorRole::primary:
+            return "\x1b[39m";
         case ColorRole::secondary:
             return "\x1b[2m";
         case ColorRole::green:

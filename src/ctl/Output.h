@@ -20,7 +20,7 @@ struct OutputOptions {
 std::string colored(std::string_view text, ColorRole role, const OutputOptions& options);
 
 /// Columns padded with blanks to the widest cell, two blanks apart, without blanks at the line's end. Widths
-/// are counted in characters.
+/// are counted in characters, those of `colored` not among them.
 std::string table(const std::vector<std::vector<std::string>>& rows);
 
 /// A moment in the machine's time zone, as "2026-11-21 10:15:32".

@@ -3,19 +3,17 @@
 
 #include <cmath>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <system_error>
 
 #include "core/ByteCount.h"
 #include "core/PlainText.h"
 #include "core/TextForms.h"
+#include "ctl/Json.h"
 #include "storage/DatabaseManager.h"
 
 namespace corvanta::ctl {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr std::int64_t trendWindow = 900;  // seconds
 
@@ -66,12 +64,6 @@ Json jsonOf(const SystemSnapshot& row) {
             {"thermal_state", optionalText(row.thermalState)},
             {"top_cpu_process", optionalText(row.topCPUProcess)},
             {"top_cpu_usage", row.topCPUUsage}};
-}
-
-// A stored name may hold any bytes: everything that is not plain ASCII is escaped, so that none of it reaches
-// a terminal as a control.
-std::string dumped(const Json& json) {
-    return json.dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
 // Written row by row: a month has a quarter of a million of them.

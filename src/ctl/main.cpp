@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <QCoreApplication>
 #include <QLocale>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,6 +10,7 @@
 #include "core/Log.h"
 #include "core/NumberText.h"
 #include "ctl/LiveCommands.h"
+#include "ctl/ProcessCommands.h"
 #include "ctl/StoreCommands.h"
 #include "monitoring/QtExecutor.h"
 #include "platform/linux/LinuxPlatform.h"
@@ -27,6 +29,11 @@ struct Options {
     ctl::OutputOptions output;
     std::string database;
     std::string range = "24h";
+    std::string sort = "cpu";
+    ctl::ProcessListing listing;
+    std::int64_t pid = 0;
+    bool force = false;
+    bool yes = false;
 };
 
 /// What the commands stand on. The settings are only read: what loading would write stays in memory.
@@ -57,6 +64,25 @@ void declareTimeRange(CLI::App& command, Options& options) {
         ->capture_default_str();
 }
 
+void declareListing(CLI::App& command, Options& options) {
+    command.add_option("--sort", options.sort, "What the first rows have most of")
+        ->check(CLI::IsMember({"cpu", "memory"}))
+        ->capture_default_str();
+    command.add_option("--top", options.listing.top, "Show only so many rows")
+        ->check(CLI::Range(std::int64_t{1}, std::numeric_limits<std::int64_t>::max()))
+        ->type_name("N");
+    command.add_flag("--grouped", options.listing.isGrouped, "One row for all processes of a name");
+}
+
+void declareQuit(CLI::App& command, Options& options) {
+    command.add_option("pid", options.pid, "The process")
+        ->required()
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("PID");
+    command.add_flag("--force", options.force, "Stop it at once, without a chance to save");
+    command.add_flag("--yes", options.yes, "Do not ask first");
+}
+
 TimeRange chosenRange(const Options& options) {
     for (const TimeRange range : allTimeRanges) {
         if (label(range) == options.range) return range;
@@ -80,11 +106,16 @@ int main(int argc, char** argv) {
         ->type_name("FILE");
     CLI::App* status = app.add_subcommand("status", "Show this machine now");
     CLI::App* watch = app.add_subcommand("watch", "Show this machine at each refresh until interrupted");
+    CLI::App* processes = app.add_subcommand("processes", "List the running processes");
+    declareListing(*processes, options);
+    CLI::App* quit = app.add_subcommand("quit", "Ask a process to quit, after a confirmation");
+    declareQuit(*quit, options);
     CLI::App* history = app.add_subcommand("history", "List the stored samples, oldest first");
     declareTimeRange(*history, options);
     CLI::App* trends = app.add_subcommand("trends", "Compare the last 15 minutes with the last hour");
     try {
         app.parse(argc, argv);
+        if (options.sort == "memory") options.listing.sortColumn = ProcessColumn::residentBytes;
         if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : badUsage;
@@ -102,6 +133,8 @@ int main(int argc, char** argv) {
             const AppSettings settings(ports.defaults, ports.loginItem, ports.clock, companion.executor);
             return ctl::runWatch(ports, settings, chosen.output);
         }
+        if (processes->parsed()) return ctl::runProcesses(ports, chosen.listing, chosen.output);
+        if (quit->parsed()) return ctl::runQuit(ports, chosen.pid, chosen.force, chosen.yes);
         if (history->parsed())
             return ctl::runHistory(companion.store, ports.clock, chosenRange(chosen), chosen.output);
         if (trends->parsed()) return ctl::runTrends(companion.store, ports.clock, chosen.output);

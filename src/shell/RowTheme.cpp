@@ -7,6 +7,8 @@ namespace corvanta {
 
 const QColor& RowTheme::color(ColorRole role) const {
     switch (role) {
+        case ColorRole::primary:
+            return label;
         case ColorRole::secondary:
             return secondary;
         case ColorRole::green:

@@ -22,7 +22,9 @@ INSTANTIATE_TEST_SUITE_P(ArgumentsTest, BadUsageTest,
                          testing::Values("", "dance", "--dance", "status --dance", "status dance",
                                          "status history", "history --last", "history --last 2h",
                                          "history --last 3600", "status --last 1h", "--json",
-                                         "history --database"));
+                                         "history --database", "processes --sort name", "processes --top 0",
+                                         "processes --top -1", "processes --top many", "quit", "quit -5",
+                                         "quit editor", "quit 5 6"));
 
 TEST_F(ArgumentsTest, namesTheWordThatItDoesNotKnow) {
     EXPECT_NE(ctl("dance").err.find("dance"), std::string::npos);
@@ -41,7 +43,7 @@ TEST_F(ArgumentsTest, tellsItsVersion) {
 TEST_F(ArgumentsTest, helpListsTheCommands) {
     const Finished finished = ctl("--help");
     EXPECT_EQ(finished.exitCode, 0);
-    for (const char* command : {"status", "watch", "history", "trends"}) {
+    for (const char* command : {"status", "watch", "processes", "quit", "history", "trends"}) {
         EXPECT_NE(finished.out.find(command), std::string::npos) << command;
     }
     EXPECT_EQ(finished.err, "");
@@ -57,7 +59,8 @@ TEST_P(FullDiskTest, outputThatCannotBeWrittenIsAFailure) {
 }
 
 INSTANTIATE_TEST_SUITE_P(ArgumentsTest, FullDiskTest,
-                         testing::Values("status", "status --json", "watch", "watch --json"));
+                         testing::Values("status", "status --json", "watch", "watch --json", "processes",
+                                         "processes --json"));
 
 }  // namespace
 }  // namespace corvanta::test

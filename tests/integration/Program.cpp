@@ -90,6 +90,11 @@ int Program::exitCode() {
     return process_.exitStatus() == QProcess::NormalExit ? process_.exitCode() : -1;
 }
 
+void Program::answer(const std::string& text) {
+    process_.write(text.data(), static_cast<qint64>(text.size()));
+    process_.closeWriteChannel();
+}
+
 const std::string& Program::output() {
     return output_ += process_.readAllStandardOutput().toStdString();
 }

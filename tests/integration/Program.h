@@ -62,6 +62,9 @@ class Program {
     /// Waits for the end; -1 when a signal caused it, or when it did not come.
     int exitCode();
 
+    /// Writes to its standard input, which ends then.
+    void answer(const std::string& text);
+
     // What it has written so far.
     const std::string& output();
     const std::string& errors();

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace corvanta::ctl {
+
+using Json = nlohmann::ordered_json;
+
+/// The value on one line. A name may hold any bytes: everything that is not plain ASCII is escaped, so that
+/// none of it reaches a terminal as a control.
+inline std::string dumped(const Json& json) {
+    return json.dump(-1, ' ', true, Json::error_handler_t::replace);
+}
+
+}  // namespace corvanta::ctl

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ctl/ProcessCommands.h"
+
+#include <algorithm>
+#include <iostream>
+#include <string>
+
+#include "core/ByteCount.h"
+#include "core/NumberText.h"
+#include "core/PlainText.h"
+#include "core/ProcessTexts.h"
+#include "ctl/Json.h"
+#include "monitoring/collectors/ProcessMonitor.h"
+#include "monitoring/collectors/ProcessQuit.h"
+
+namespace corvanta::ctl {
+namespace {
+
+constexpr double measuringTime = 0.5;  // seconds between the two readings
+
+std::uint64_t physicalMemory(const Platform& platform) {
+    return platform.memoryCounters.readMemory().physicalMemory;
+}
+
+template <class Row>
+std::vector<std::string> commonCells(const Row& row, const OutputOptions& options) {
+    return {plainText(row.name),
+            colored(row.kind, kindColor(row.kind), options),
+            colored(processUsageString(row.cpuUsage), cpuUsageColor(row.cpuUsage), options),
+            colored(cpuTimeString(row.cpuTime), ColorRole::secondary, options),
+            integerText(row.threads),
+            memoryString(row.residentBytes, userNumberSymbols()) + " " +
+                colored(processUsageString(row.ramUsage), ColorRole::secondary, options)};
+}
+
+template <class Row>
+Json commonFields(const Row& row) {
+    return {{"name", row.name},         {"kind", row.kind},       {"cpu_usage", row.cpuUsage},
+            {"cpu_time", row.cpuTime},  {"threads", row.threads}, {"resident_bytes", row.residentBytes},
+            {"ram_usage", row.ramUsage}};
+}
+
+std::vector<std::string> cells(const ProcessDetail& process, const OutputOptions& options) {
+    std::vector<std::string> row = commonCells(process, options);
+    row.insert(row.begin(), integerText(process.id));
+    return row;
+}
+std::vector<std::string> cells(const ProcessGroup& group, const OutputOptions& options) {
+    return commonCells(group, options);
+}
+
+Json fields(const ProcessDetail& process) {
+    Json object = {{"pid", process.id}};
+    object.update(commonFields(process));
+    return object;
+}
+Json fields(const ProcessGroup& group) {
+    Json object = commonFields(group);
+    object["count"] = group.count;
+    return object;
+}
+
+template <class Columns>
+std::vector<std::string> titles(const Columns& columns) {
+    std::vector<std::string> row;
+    for (const ProcessColumn column : columns) row.emplace_back(title(column));
+    return row;
+}
+
+template <class Row>
+bool printRows(std::vector<Row> rows, std::vector<std::string> header, const ProcessListing& listing,
+               const OutputOptions& options) {
+    if (listing.top) rows.resize(std::min(rows.size(), *listing.top));
+    if (options.json) {
+        Json list = Json::array();
+        for (const Row& row : rows) list.push_back(fields(row));
+        return print(dumped(list) + "\n");
+    }
+    std::vector<std::vector<std::string>> lines = {std::move(header)};
+    for (const Row& row : rows) lines.push_back(cells(row, options));
+    return print(table(lines));
+}
+
+bool isAnsweredWithYes(const ProcessConfirmation& question) {
+    if (!print(plainText(question.title) + "\n" + plainText(question.message) + "\n" + question.confirmLabel +
+               "? [y/N] ")) {
+        return false;
+    }
+    std::string answer;
+    std::getline(std::cin, answer);
+    return answer == "y" || answer == "Y" || answer == "yes";
+}
+
+int fail(const ProcessNotice& notice) {
+    complain(plainText(notice.title) + ": " + plainText(notice.message));
+    return 1;
+}
+
+}  // namespace
+
+int runProcesses(const Platform& platform, const ProcessListing& listing, const OutputOptions& options) {
+    ProcessMonitor monitor(platform.processes, platform.clock, physicalMemory(platform));
+    monitor.getAllProcesses(true, platform.clock.systemUptime());
+    platform.waiter.wait(measuringTime, {});
+    const ProcessList processes = monitor.getAllProcesses(true, platform.clock.systemUptime());
+    if (processes->empty()) {
+        complain("The system gives no list of processes.");
+        return 1;
+    }
+    const ProcessSortOrder order = {{listing.sortColumn, SortDirection::descending}};
+    const bool isWritten = listing.isGrouped ? printRows(groupedProcesses(*processes, order, ""),
+                                                         titles(combinedColumns), listing, options)
+                                             : printRows(filteredProcesses(*processes, order, ""),
+                                                         titles(individualColumns), listing, options);
+    return isWritten ? 0 : 1;
+}
+
+int runQuit(const Platform& platform, std::int64_t pid, bool force, bool isConfirmed) {
+    ProcessSignaller& signaller = platform.processSignaller;
+    ProcessMonitor monitor(platform.processes, platform.clock, physicalMemory(platform));
+    const auto held = signaller.hold(pid);
+    const ProcessList asked = monitor.getAllProcesses(true, platform.clock.systemUptime());
+    const auto found = std::find_if(asked->begin(), asked->end(),
+                                    [pid](const ProcessDetail& process) { return process.id == pid; });
+    if (found == asked->end()) {
+        complain("There is no process " + integerText(pid) + ".");
+        return 1;
+    }
+    if (const auto refusal = ProcessControl::refusal(pid, found->name, signaller.ownProcessID())) {
+        return fail(refusalNotice(*refusal));
+    }
+    const PendingProcessAction action{pid, found->name, force};
+    if (!isConfirmed && !isAnsweredWithYes(confirmation(action))) {
+        complain("Nothing was quit.");
+        return 1;
+    }
+    const ProcessList present = monitor.getAllProcesses(true, platform.clock.systemUptime());
+    const auto notice = runAction(action, *held, *present, signaller.ownProcessID());
+    return notice ? fail(*notice) : 0;
+}
+
+}  // namespace corvanta::ctl
