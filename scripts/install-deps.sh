@@ -11,7 +11,7 @@ fail() {
 
 packages=(
     cmake ninja-build g++ pkg-config ccache
-    qt6-base-dev libxcb1-dev libsqlite3-dev libcli11-dev nlohmann-json3-dev
+    qt6-base-dev libxcb1-dev libsqlite3-dev libplist-dev libcli11-dev nlohmann-json3-dev
     fonts-lato fonts-material-design-icons-iconfont
 )
 for argument in "$@"; do

@@ -25,6 +25,7 @@ LIBRARIES = {
               {"Core", "Gui", "Widgets"}),
     "shell_linux": ("shell/linux", CORE | {"platform", "shell"}, {"Core", "Gui", "Widgets", "DBus"}),
     "platform_linux": ("platform/linux", CORE | {"platform", "linux_readers"}, {"Core", "DBus"}),
+    "profiler_reports": ("platform/profiler", CORE | {"platform"}, set()),
     "linux_readers": (None, CORE | {"platform"}, set()),
 }
 BELOW_SHELL = set(LIBRARIES) - {"shell", "shell_linux"}
@@ -32,7 +33,7 @@ LIBRARIES["app"] = ("app", set(LIBRARIES), {"Core", "Gui", "Widgets", "DBus"})
 LIBRARIES["ctl"] = ("ctl", BELOW_SHELL, {"Core", "DBus"})
 
 # The part of platform/linux that runs under the thread sanitizer, and so knows no Qt.
-READERS = {"KernelFile", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
+READERS = {"CommandOutput", "Descriptor", "DiskFacts", "RootDisks", "Smartctl", "KernelFile", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
            "ProcFolder", "ProcLister", "NetlinkCounterSource", "ProcNetDev", "StatfsCapacitySource", "MemInfo", "PressureClassifier", "PressureWatch",
            "ProcStat", "PsiPressureSource", "Terminal", "TextScan", "LinuxMachineFacts", "LinuxThermalSource", "MachineTexts",
            "Sustained", "ThermalClassifier", "ThermalFiles", "ThermalReading"}
@@ -63,11 +64,13 @@ STANDARD = set("""algorithm array atomic barrier bit cassert cctype cerrno cfloa
     utility variant vector version""".split())
 THIRD_PARTY = {
     "storage": {"sqlite3.h"},
+    "profiler_reports": {"plist/plist.h"},
+    "linux_readers": {"nlohmann/json.hpp"},
     "ctl": {"CLI/CLI.hpp", "nlohmann/json.hpp"},
     "shell_linux": {"xcb/xcb.h"},
 }
 # Headers of the system; only its own side may include them.
-SYSTEM = re.compile(r"(arpa|linux|net|netinet|sys)/\w+\.h|(dirent|fcntl|poll|pthread|pwd|signal|unistd|errno|time)\.h")
+SYSTEM = re.compile(r"(arpa|linux|net|netinet|sys)/\w+\.h|(dirent|fcntl|poll|pthread|pwd|signal|spawn|unistd|errno|time)\.h")
 SYSTEM_SIDE = {"platform_linux", "linux_readers", "shell_linux"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/linux/LinuxPlatform.h"
 
+#include <unistd.h>
+
+#include <QDBusConnection>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,6 +26,12 @@ std::vector<std::string> writableFolders() {
     return folders;
 }
 
+// Asking a drive takes a privileged user, for whom the folder may still be missing from the path.
+std::string smartctlFolders() {
+    if (geteuid() != 0) return {};
+    return processEnvironment("PATH").value_or("") + ":/usr/sbin";
+}
+
 }  // namespace
 
 LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& directories,
@@ -33,6 +42,7 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
       memoryPressureEvents_(procRoot, threadSetup_),
       netCounters_(procRoot, sysRoot),
       volumeCapacity_("/", writableFolders()),
+      driveHealth_(QDBusConnection::systemBus, {.searchPath = smartctlFolders()}),
       processes_(procRoot),
       processSignaller_(procRoot),
       thermal_(sysRoot, clock_, threadSetup_),

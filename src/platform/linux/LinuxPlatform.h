@@ -5,6 +5,7 @@
 
 #include "platform/Platform.h"
 #include "platform/linux/JsonDefaultsStore.h"
+#include "platform/linux/LinuxDriveHealth.h"
 #include "platform/linux/LinuxMachineFacts.h"
 #include "platform/linux/LinuxMemorySource.h"
 #include "platform/linux/LinuxProcessSignaller.h"
@@ -44,7 +45,7 @@ class LinuxPlatform {
     PsiPressureSource memoryPressureEvents_;
     NetlinkCounterSource netCounters_;
     StatfsCapacitySource volumeCapacity_;
-    DriveHealthSource driveHealth_;
+    LinuxDriveHealth driveHealth_;
     ProcLister processes_;
     LinuxProcessSignaller processSignaller_;
     PowerSourceReader powerSources_;
