@@ -107,6 +107,7 @@ void LiveSample::refresh() {
     readings_ = loop_->collect({});
     platform_.lowPower.refresh();
     readings_.isLowPowerModeEnabled = platform_.lowPower.isLowPowerModeEnabled();
+    thermalState_ = platform_.thermal.thermalState();
     moment_ = platform_.clock.now();
 }
 
@@ -146,7 +147,7 @@ std::string LiveSample::text(const OutputOptions& options) const {
         }
     }
     rows.push_back({"Low power mode", readings_.isLowPowerModeEnabled ? "On" : "Off"});
-    rows.push_back({"Thermal state", std::string(thermalWord(platform_.thermal.thermalState()))});
+    rows.push_back({"Thermal state", std::string(thermalWord(thermalState_))});
     const std::vector<ProcessDetail>& processes = *readings_.processes;
     rows.push_back({"Processes", integerText(processes.size())});
     if (const ProcessDetail* busiest = topProcess(processes, &ProcessDetail::cpuUsage)) {
@@ -185,7 +186,7 @@ std::string LiveSample::json() const {
         {"network", {{"upload", readings_.network.upload}, {"download", readings_.network.download}}},
         {"battery", jsonOf(readings_.battery)},
         {"low_power_mode", readings_.isLowPowerModeEnabled},
-        {"thermal_state", thermalWord(platform_.thermal.thermalState())},
+        {"thermal_state", thermalWord(thermalState_)},
         {"processes", processes.size()},
         {"top_cpu_process", nullptr},
         {"top_memory_process", nullptr},

@@ -34,6 +34,7 @@ class LiveSample {
     const Platform& platform_;
     std::shared_ptr<MonitoringLoop> loop_;
     CycleReadings readings_;
+    int thermalState_ = 0;
     Instant moment_;
 };
 

@@ -157,6 +157,35 @@ TEST_F(ThermalSourceTest, manyThreadsMayAskAndStartOneWorker) {
     EXPECT_EQ(threads.labels(), oneWorker);
 }
 
+/// What every source does: it answers at once and on any thread, sooner or later with the machine's state,
+/// and for a machine that does not tell with none of the four.
+void keepsTheContract(const ThermalSource& source, int state) {
+    EXPECT_TRUE(eventually([&] { return source.thermalState() == state; }));
+    int elsewhere = state + 1;
+    std::thread([&] { elsewhere = source.thermalState(); }).join();
+    EXPECT_EQ(elsewhere, state);
+}
+
+TEST(ThermalSourceContract, isKeptByTheKernelsFiles) {
+    const test::FakeClock clock;
+    test::FakeThreadSetup threads;
+    const test::ThermalTree tree;
+    const LinuxThermalSource silent(tree.root(), clock, threads);
+    keepsTheContract(silent, unknown);
+    tree.writeZone(0, "acpitz", 98'000, {{"critical", 100'000}});
+    const LinuxThermalSource hot(tree.root(), clock, threads);
+    keepsTheContract(hot, 3);
+}
+
+TEST(ThermalSourceContract, isKeptByTheFake) {
+    test::FakeThermalSource source;
+    keepsTheContract(source, 0);
+    source.state = 3;
+    keepsTheContract(source, 3);
+    source.state = unknown;
+    keepsTheContract(source, unknown);
+}
+
 TEST(ThermalSource, aFileThatHangsHoldsNobody) {
     // The worker outlives its source here, and with it what it uses.
     static test::FakeClock clock;

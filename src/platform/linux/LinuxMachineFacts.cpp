@@ -38,16 +38,16 @@ MachineDescription LinuxMachineFacts::describe() const {
 }
 
 std::string LinuxMachineFacts::name() const {
-    const std::string sold = marketingName({.vendor = firmwareText("sys_vendor"),
-                                            .productName = firmwareText("product_name"),
-                                            .productVersion = firmwareText("product_version"),
-                                            .boardName = firmwareText("board_name")});
+    std::string sold = marketingName({.vendor = firmwareText("sys_vendor"),
+                                      .productName = firmwareText("product_name"),
+                                      .productVersion = firmwareText("product_version"),
+                                      .boardName = firmwareText("board_name")});
     if (!sold.empty()) return sold;
     return firstDeviceTreeString(readText(procRoot_ + "/device-tree/model", mostProperty));
 }
 
 std::string LinuxMachineFacts::hardwareModel() const {
-    const std::string product = shownText(firmwareText("product_name"));
+    std::string product = shownText(firmwareText("product_name"));
     if (!product.empty()) return product;
     return firstDeviceTreeString(readText(procRoot_ + "/device-tree/compatible", mostProperty));
 }
@@ -76,7 +76,7 @@ void LinuxMachineFacts::countProcessors(MachineDescription& machine) const {
     std::set<std::string> cores;
     for (const int processor : *online) {
         const std::string number = std::to_string(processor);
-        const std::string topology = folder + "cpu" + number + "/topology/";
+        const std::string topology = std::string(folder).append("cpu").append(number).append("/topology/");
         auto siblings = readFirstLine(topology + "core_cpus_list");
         if (!siblings) siblings = readFirstLine(topology + "thread_siblings_list");
         // A kernel for a single processor has no topology.
