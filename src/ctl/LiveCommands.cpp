@@ -2,10 +2,13 @@
 #include "ctl/LiveCommands.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "core/ByteCount.h"
+#include "core/NumberText.h"
 #include "core/PlainText.h"
+#include "core/ProcessTexts.h"
 #include "core/Saturate.h"
 #include "core/TextForms.h"
 #include "ctl/Json.h"
@@ -27,11 +30,54 @@ std::string speedText(double bytesPerSecond) {
     return NetworkSpeedFormatter::string(bytesPerSecond, NetworkFormat::auto_);
 }
 
-const ProcessDetail* largestProcess(const std::vector<ProcessDetail>& processes) {
-    const auto largest = std::max_element(
+/// The process with the most of something; null when there is none.
+template <class Value>
+const ProcessDetail* topProcess(const std::vector<ProcessDetail>& processes, Value ProcessDetail::*value) {
+    const auto top = std::max_element(
         processes.begin(), processes.end(),
-        [](const ProcessDetail& a, const ProcessDetail& b) { return a.residentBytes < b.residentBytes; });
-    return largest == processes.end() ? nullptr : &*largest;
+        [value](const ProcessDetail& a, const ProcessDetail& b) { return a.*value < b.*value; });
+    return top == processes.end() ? nullptr : &*top;
+}
+
+std::string minutesText(std::int64_t minutes) {
+    return integerText(minutes / 60) + "h " + integerText(minutes % 60) + "m";
+}
+
+std::string batteryText(const BatteryDetails& battery) {
+    std::string text = integerText(battery.percentage) + "%";
+    if (battery.isCharging) {
+        text += " (Charging)";
+        if (battery.timeRemaining) text += ", full in " + minutesText(*battery.timeRemaining);
+    } else if (battery.isPluggedIn) {
+        text += " (Plugged In, Not Charging)";
+    } else {
+        text += " (On Battery)";
+        if (battery.timeRemaining) text += ", " + minutesText(*battery.timeRemaining) + " remaining";
+    }
+    return text;
+}
+
+std::optional<std::string> batteryHealthText(const BatteryDetails& battery) {
+    if (battery.healthPercent && battery.cycleCount) {
+        return integerText(*battery.healthPercent) + "% (" + integerText(*battery.cycleCount) + " Cycles)";
+    }
+    if (battery.healthPercent) return integerText(*battery.healthPercent) + "%";
+    if (battery.cycleCount) return integerText(*battery.cycleCount) + " Cycles";
+    return std::nullopt;
+}
+
+Json optionalNumber(const std::optional<std::int64_t>& number) {
+    return number ? Json(*number) : Json(nullptr);
+}
+
+Json jsonOf(const std::optional<BatteryDetails>& battery) {
+    if (!battery) return nullptr;
+    return {{"percentage", battery->percentage},
+            {"is_charging", battery->isCharging},
+            {"is_plugged_in", battery->isPluggedIn},
+            {"time_remaining", optionalNumber(battery->timeRemaining)},
+            {"cycle_count", optionalNumber(battery->cycleCount)},
+            {"health_percent", optionalNumber(battery->healthPercent)}};
 }
 
 std::string drawnOver(std::string_view text) {
@@ -64,8 +110,14 @@ void LiveSample::refresh() {
     moment_ = platform_.clock.now();
 }
 
+void LiveSample::refreshAll() {
+    loop_->collectors().processes->getAllProcesses(true, platform_.clock.systemUptime());
+    refresh();
+}
+
 std::string LiveSample::text(const OutputOptions& options) const {
     const RAMDetails& ram = readings_.ram;
+    const DiskCollector& disk = *loop_->collectors().disk;
     const MemoryPressureLevel level = loop_->collectors().memoryPressure->currentLevel();
     const bool isKnown = level != MemoryPressureLevel::unavailable;
     const MemoryPressureLevel shown = isKnown ? level : ram.estimatedPressureLevel;
@@ -80,11 +132,28 @@ std::string LiveSample::text(const OutputOptions& options) const {
         {"Compressed", formatBytes(ram.compressed)},
         {"Swap used", formatBytes(ram.swap)},
         {"Disk free", formatDiskBytes(readings_.disk.free) + " of " + formatDiskBytes(readings_.disk.total)},
-        {"Network",
-         "up " + speedText(readings_.network.upload) + ", down " + speedText(readings_.network.download)},
-        {"Processes", integerText(readings_.processes->size())},
     };
-    if (const ProcessDetail* largest = largestProcess(*readings_.processes)) {
+    if (disk.diskModel() != "Unknown" || disk.smartStatus() != SMARTStatus::unknown) {
+        rows.push_back({"Drive", plainText(disk.diskModel()) + ", S.M.A.R.T. " +
+                                     std::string(rawValue(disk.smartStatus()))});
+    }
+    rows.push_back({"Network", "up " + speedText(readings_.network.upload) + ", down " +
+                                   speedText(readings_.network.download)});
+    if (readings_.battery) {
+        rows.push_back({"Battery", batteryText(*readings_.battery)});
+        if (const auto health = batteryHealthText(*readings_.battery)) {
+            rows.push_back({"Battery health", *health});
+        }
+    }
+    rows.push_back({"Low power mode", readings_.isLowPowerModeEnabled ? "On" : "Off"});
+    rows.push_back({"Thermal state", std::string(thermalWord(platform_.thermal.thermalState()))});
+    const std::vector<ProcessDetail>& processes = *readings_.processes;
+    rows.push_back({"Processes", integerText(processes.size())});
+    if (const ProcessDetail* busiest = topProcess(processes, &ProcessDetail::cpuUsage)) {
+        rows.push_back(
+            {"Busiest process", plainText(busiest->name) + " " + processUsageString(busiest->cpuUsage)});
+    }
+    if (const ProcessDetail* largest = topProcess(processes, &ProcessDetail::residentBytes)) {
         rows.push_back({"Largest process", plainText(largest->name) + " " +
                                                formatBytes(static_cast<double>(largest->residentBytes))});
     }
@@ -93,7 +162,9 @@ std::string LiveSample::text(const OutputOptions& options) const {
 
 std::string LiveSample::json() const {
     const RAMDetails& ram = readings_.ram;
-    const Json object = {
+    const DiskCollector& disk = *loop_->collectors().disk;
+    const std::vector<ProcessDetail>& processes = *readings_.processes;
+    Json object = {
         {"timestamp", secondsSince1970(moment_)},
         {"cpu_usage", readings_.cpuUsage},
         {"memory",
@@ -107,17 +178,31 @@ std::string LiveSample::json() const {
           {"estimated_pressure_level", label(ram.estimatedPressureLevel)},
           {"pressure_level", label(loop_->collectors().memoryPressure->currentLevel())}}},
         {"disk",
-         {{"free", saturatedInt64(readings_.disk.free)}, {"total", saturatedInt64(readings_.disk.total)}}},
+         {{"free", saturatedInt64(readings_.disk.free)},
+          {"total", saturatedInt64(readings_.disk.total)},
+          {"model", disk.diskModel()},
+          {"smart_status", rawValue(disk.smartStatus())}}},
         {"network", {{"upload", readings_.network.upload}, {"download", readings_.network.download}}},
-        {"processes", readings_.processes->size()},
+        {"battery", jsonOf(readings_.battery)},
+        {"low_power_mode", readings_.isLowPowerModeEnabled},
+        {"thermal_state", thermalWord(platform_.thermal.thermalState())},
+        {"processes", processes.size()},
+        {"top_cpu_process", nullptr},
+        {"top_memory_process", nullptr},
     };
+    if (const ProcessDetail* busiest = topProcess(processes, &ProcessDetail::cpuUsage)) {
+        object["top_cpu_process"] = {{"name", busiest->name}, {"cpu_usage", busiest->cpuUsage}};
+    }
+    if (const ProcessDetail* largest = topProcess(processes, &ProcessDetail::residentBytes)) {
+        object["top_memory_process"] = {{"name", largest->name}, {"resident_bytes", largest->residentBytes}};
+    }
     return dumped(object) + "\n";
 }
 
 int runStatus(const Platform& platform, const OutputOptions& options) {
     LiveSample sample(platform);
     platform.waiter.wait(statusInterval, {});
-    sample.refresh();
+    sample.refreshAll();
     return print(options.json ? sample.json() : sample.text(options)) ? 0 : 1;
 }
 
@@ -127,9 +212,14 @@ int runWatch(const Platform& platform, const AppSettings& settings, const Output
     LiveSample sample(platform);
     if (redraws && !print(hideCursorAndClear)) return 1;
     bool isWritten = true;
+    bool isFirst = true;
     double wait = statusInterval;  // the first figures come soon, the others at the user's pace
     while (isWritten && interruptWait.wait(wait)) {
-        sample.refresh();
+        if (std::exchange(isFirst, false)) {
+            sample.refreshAll();
+        } else {
+            sample.refresh();
+        }
         const std::string text = options.json ? sample.json() : sample.text(options);
         isWritten = print(redraws ? drawnOver(text) : options.json ? text : text + "\n");
         wait = timeInterval(settings.refreshFrequency());

@@ -20,8 +20,11 @@ class LiveSample {
     explicit LiveSample(const Platform& platform);
     ~LiveSample();
 
-    /// Reads again; rates cover the time since the last reading.
+    /// Reads again; rates cover the time since the last reading, but for the processes, whose list is up to
+    /// 10 s old.
     void refresh();
+    /// The same, with a fresh list of processes.
+    void refreshAll();
 
     std::string text(const OutputOptions& options) const;
     /// One JSON object on one line.

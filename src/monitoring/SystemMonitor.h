@@ -11,6 +11,7 @@
 #include "core/MetricTypes.h"
 #include "core/SMARTStatus.h"
 #include "monitoring/PublishSink.h"
+#include "monitoring/SystemInfo.h"
 #include "monitoring/collectors/MonitoringLoop.h"
 #include "platform/Platform.h"
 #include "settings/AppSettings.h"
@@ -92,9 +93,16 @@ class SystemMonitor final : public QObject {
     double ramUsedFraction() const;       ///< 0 to 1
     double ramAvailableFraction() const;  ///< 0 to 1
     std::string formattedRAM() const;
+    std::string formattedDisk() const;  ///< always the free side
+    std::string formattedBattery() const;
     /// The system's level, or the estimate while the system has not told any.
     MemoryPressureLevel displayedMemoryPressureLevel() const;
     std::string formattedMemoryPressure() const;
+    std::string formattedUpload() const;
+    std::string formattedDownload() const;
+    /// The long help text, several lines in blocks. Composed at each call; the machine is described at the
+    /// first.
+    std::string tooltipText() const;
     static std::string formatBytes(double value);
     static std::string formatDiskBytes(double value);
     std::string formatNetworkSpeed(double bytesPerSecond) const;
@@ -105,6 +113,13 @@ class SystemMonitor final : public QObject {
     void changed();
 
   private:
+    const SystemInfo& systemInfo() const;
+    std::string cpuTooltip() const;
+    std::string memoryTooltip() const;
+    std::string diskTooltip() const;
+    std::string networkTooltip() const;
+    std::string batteryTooltip() const;
+
     void publish(const CycleReadings& readings);
     void publishBattery(const BatteryDetails& details);
     void publishProcesses(const ProcessList& processes);
@@ -144,6 +159,8 @@ class SystemMonitor final : public QObject {
     double memoryPressurePercentage_ = 0;
     MemoryPressureLevel estimatedMemoryPressureLevel_ = MemoryPressureLevel::unavailable;
     MemoryPressureLevel memoryPressureLevel_ = MemoryPressureLevel::unavailable;
+
+    mutable std::optional<SystemInfo> systemInfo_;
 
     MemoryPressureLevel lastObservedPressureLevel_ = MemoryPressureLevel::unavailable;
     double lastDbInsertTime_ = 0;  // seconds since 1970

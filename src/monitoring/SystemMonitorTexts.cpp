@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <QThread>
 #include <algorithm>
+#include <string_view>
 
 #include "core/ByteCount.h"
+#include "core/NumberText.h"
 #include "core/TextForms.h"
 #include "monitoring/SystemMonitor.h"
 
@@ -10,6 +13,17 @@ namespace {
 
 double fractionOf(double part, double total) {
     return total > 0 ? std::min(1.0, part / total) : 0.0;
+}
+
+constexpr std::string_view lineStart = "\n• ";
+constexpr std::string_view blockStart = "\n\n";
+
+std::string line(std::string_view title, std::string_view value) {
+    return std::string(lineStart).append(title).append(value);
+}
+
+std::string hoursAndMinutes(std::int64_t minutes) {
+    return integerText(minutes / 60) + "h " + integerText(minutes % 60) + "m";
 }
 
 }  // namespace
@@ -42,6 +56,17 @@ std::string SystemMonitor::formattedRAM() const {
     return formatBytes(showsAvailable ? ramAvailableBytes() : ramUsedBytes());
 }
 
+std::string SystemMonitor::formattedDisk() const {
+    if (settings_.valueFormat() == ValueFormat::percentage) {
+        return percentText(disk_.total > 0 ? disk_.free / disk_.total * 100 : 0);
+    }
+    return formatDiskBytes(disk_.free);
+}
+
+std::string SystemMonitor::formattedBattery() const {
+    return batteryPercentage_ ? integerText(*batteryPercentage_) + "%" : "N/A";
+}
+
 MemoryPressureLevel SystemMonitor::displayedMemoryPressureLevel() const {
     return memoryPressureLevel_ == MemoryPressureLevel::unavailable ? estimatedMemoryPressureLevel_
                                                                     : memoryPressureLevel_;
@@ -52,6 +77,76 @@ std::string SystemMonitor::formattedMemoryPressure() const {
         return std::string("Est. ").append(label(estimatedMemoryPressureLevel_));
     }
     return std::string(label(memoryPressureLevel_));
+}
+
+std::string SystemMonitor::formattedUpload() const {
+    return formatNetworkSpeed(network_.upload);
+}
+
+std::string SystemMonitor::formattedDownload() const {
+    return formatNetworkSpeed(network_.download);
+}
+
+std::string SystemMonitor::tooltipText() const {
+    Q_ASSERT(thread() == QThread::currentThread());
+    std::string text = cpuTooltip();
+    text.append(blockStart).append(memoryTooltip());
+    text.append(blockStart).append(diskTooltip());
+    text.append(blockStart).append(networkTooltip());
+    if (batteryPercentage_) text.append(blockStart).append(batteryTooltip());
+    return text;
+}
+
+const SystemInfo& SystemMonitor::systemInfo() const {
+    if (!systemInfo_) systemInfo_ = makeSystemInfo(platform_.machineFacts.describe());
+    return *systemInfo_;
+}
+
+std::string SystemMonitor::cpuTooltip() const {
+    const SystemInfo& machine = systemInfo();
+    return "CPU Load: " + formattedCPU() + line("Model: ", machine.cpuModel) +
+           line("Cores: ", integerText(machine.physicalCores)) + " Physical, " +
+           integerText(machine.logicalCores) + " Logical";
+}
+
+std::string SystemMonitor::memoryTooltip() const {
+    return "Memory Available: " + formatBytes(ram_.available) + " of " + formatBytes(ram_.total) +
+           line("macOS Pressure: ", label(memoryPressureLevel_)) +
+           line("Estimated Pressure: ", label(estimatedMemoryPressureLevel_)) + " (" +
+           percentText(memoryPressurePercentage_) + ")" + line("Active: ", formatBytes(ram_.active)) +
+           line("Wired: ", formatBytes(ram_.wired)) + line("Compressed: ", formatBytes(ram_.compressed)) +
+           line("Swap Used: ", formatBytes(ram_.swap));
+}
+
+std::string SystemMonitor::diskTooltip() const {
+    std::string text = "Disk Free: " + formatDiskBytes(disk_.free) + " of " + formatDiskBytes(disk_.total);
+    if (diskSmartStatus_ != SMARTStatus::unknown) {
+        text += line("Model: ", diskModel_) + line("S.M.A.R.T.: ", rawValue(diskSmartStatus_));
+    }
+    return text;
+}
+
+std::string SystemMonitor::networkTooltip() const {
+    return "Network Speed" + line("Up: ", formattedUpload()) + " | Down: " + formattedDownload();
+}
+
+std::string SystemMonitor::batteryTooltip() const {
+    std::string text = "Battery: " + formattedBattery();
+    if (isBatteryCharging_) {
+        text += " (Charging)";
+        if (batteryTimeRemaining_) text += line("Time to Full: ", hoursAndMinutes(*batteryTimeRemaining_));
+    } else if (isBatteryPluggedIn_) {
+        text += " (Plugged In, Not Charging)";
+    } else {
+        text += " (On Battery)";
+        if (batteryTimeRemaining_) text += line("Time Remaining: ", hoursAndMinutes(*batteryTimeRemaining_));
+    }
+    text += line("Low Power Mode: ", isLowPowerModeEnabled_ ? "On" : "Off");
+    if (batteryHealth_ && batteryCycleCount_) {
+        text += line("Health: ", integerText(*batteryHealth_)) + "% (" + integerText(*batteryCycleCount_) +
+                " Cycles)";
+    }
+    return text;
 }
 
 std::string SystemMonitor::formatBytes(double value) {

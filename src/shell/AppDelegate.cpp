@@ -33,6 +33,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     dailyHeartbeatTimer_.callOnTimeout(this, [this] { database_.pruneOldRecords(); });
     dailyHeartbeatTimer_.start(heartbeatInterval);
     createMenu();
+    statusItem_->setToolTip([this] { return QString::fromStdString(monitor_.tooltipText()); });
     installSubscriptions();
     updateTitle();
 }
@@ -73,9 +74,7 @@ void AppDelegate::updateTitle() {
                                   .ramText = QString::fromStdString(monitor_.formattedRAM()),
                                   .pressureLevel = monitor_.displayedMemoryPressureLevel(),
                                   .pressureText = QString::fromStdString(monitor_.formattedMemoryPressure())};
-    const StatusRow row = buildStatusRow(readings, statusItem_->appearance());
-    statusItem_->setContent(row);
-    statusItem_->setToolTip(row.plainText);
+    statusItem_->setContent(buildStatusRow(readings, statusItem_->appearance()));
 }
 
 }  // namespace corvanta

@@ -3,6 +3,7 @@
 
 #include <QGuiApplication>
 #include <QtMath>
+#include <utility>
 
 namespace corvanta {
 namespace {
@@ -21,9 +22,13 @@ void OffscreenItem::setContent(const StatusRow& row) {
     render();
 }
 
-void OffscreenItem::setToolTip(const QString& text) {
+void OffscreenItem::setToolTip(std::function<QString()> text) {
     ++calls_.setToolTip;
-    calls_.toolTip = text;
+    calls_.toolTip = std::move(text);
+}
+
+QString OffscreenItem::toolTip() const {
+    return calls_.toolTip ? calls_.toolTip() : QString();
 }
 
 void OffscreenItem::setAlpha(double alpha) {

@@ -19,7 +19,7 @@ class OffscreenItem final : public StatusItem {
 
     StatusCaps caps() const override;
     void setContent(const StatusRow& row) override;
-    void setToolTip(const QString& text) override;
+    void setToolTip(std::function<QString()> text) override;
     void setAlpha(double alpha) override;
     double presentWidth() const override;
     std::optional<QRect> anchorRect() const override;
@@ -42,11 +42,13 @@ class OffscreenItem final : public StatusItem {
         int setAlpha = 0;
         int popUpMenu = 0;
         std::optional<StatusRow> row;
-        QString toolTip;
+        std::function<QString()> toolTip;
         double alpha = 1;
         QPointer<QMenu> menu;
     };
     const Calls& calls() const { return calls_; }
+    /// The help text that pointing at the item would show now.
+    QString toolTip() const;
     /// The row as it was drawn; null before the first.
     const QImage& image() const { return image_; }
 

@@ -6,6 +6,7 @@
 #include <QRect>
 #include <QScreen>
 #include <QString>
+#include <functional>
 #include <optional>
 
 #include "shell/RowTheme.h"
@@ -37,7 +38,8 @@ class StatusItem : public QObject {
 
     /// Shows a row in place of the last one. The item appears with the first.
     virtual void setContent(const StatusRow& row) = 0;
-    virtual void setToolTip(const QString& text) = 0;
+    /// `text` is called on the main thread whenever the help text is to be shown, and at no other time.
+    virtual void setToolTip(std::function<QString()> text) = 0;
     /// 0 is invisible, 1 is opaque.
     virtual void setAlpha(double alpha) = 0;
 

@@ -74,8 +74,12 @@ TEST_F(StatusTest, textHasOneLineForEachFigure) {
         "Disk free         " +
         size + " of " + size +
         "\n"
+        "(Drive             .+, S\\.M\\.A\\.R\\.T\\. (Verified|Failing|Unknown)\n)?"
         "Network           up [\\d.]+ [KMG]?B/s, down [\\d.]+ [KMG]?B/s\n"
+        "Low power mode    (On|Off)\n"
+        "Thermal state     (Nominal|Fair|Serious|Critical|Unknown)\n"
         "Processes         \\d+\n"
+        "Busiest process   .+ [\\d.]+%\n"
         "Largest process   .+ " +
         size + "\n");
     EXPECT_TRUE(std::regex_match(finished.out, whole)) << finished.out;
@@ -92,8 +96,9 @@ TEST_F(StatusTest, jsonIsOneObjectOnOneLine) {
     expectOneLine(finished.out);
 
     const Json object = Json::parse(finished.out);
-    EXPECT_EQ(keys(object),
-              (std::vector<std::string>{"timestamp", "cpu_usage", "memory", "disk", "network", "processes"}));
+    EXPECT_EQ(keys(object), (std::vector<std::string>{"timestamp", "cpu_usage", "memory", "disk", "network",
+                                                      "battery", "low_power_mode", "thermal_state",
+                                                      "processes", "top_cpu_process", "top_memory_process"}));
     EXPECT_EQ(keys(object.at("memory")),
               (std::vector<std::string>{"total", "available", "active", "wired", "compressed", "swap_used",
                                         "estimated_pressure", "estimated_pressure_level", "pressure_level"}));

@@ -39,6 +39,7 @@ TestUser::TestUser() {
     setVariable("XDG_CONFIG_DIRS", directory_.file("no-system-settings"));
     setVariable("XDG_RUNTIME_DIR", directory_.file("run"));
     setVariable("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + directory_.file("no-bus"));
+    setVariable("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + directory_.file("no-bus"));
     setVariable("QT_QPA_PLATFORM", "offscreen");
     setVariable("LC_ALL", "C.UTF-8");
     setVariable("TZ", "UTC");

@@ -11,9 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "RecordingSink.h"
-#include "ScriptedCollectors.h"
-#include "support/FakePlatform.h"
+#include "MonitorFixture.h"
 
 namespace corvanta {
 namespace {
@@ -34,32 +32,7 @@ ProcessDetail process(std::int64_t id, std::string name, double cpu, double ram)
     return detail;
 }
 
-class SystemMonitorTest : public testing::Test {
-  protected:
-    void start() {
-        monitor = std::make_unique<SystemMonitor>(machine.platform, settings, sink, [this](const Platform&) {
-            return test::makeScriptedCollectors(script);
-        });
-    }
-
-    /// Lets one cycle run and be published; the first starts with the monitor.
-    void cycle() {
-        if (!monitor) {
-            start();
-        } else {
-            machine.waiter.release();
-        }
-        ASSERT_TRUE(machine.executor.runNext());
-        ASSERT_TRUE(machine.waiter.awaitWaits(++cycles));
-    }
-
-    FakePlatform machine;
-    AppSettings settings{machine.defaults, machine.loginItem, machine.clock, machine.executor};
-    std::shared_ptr<CollectorScript> script = std::make_shared<CollectorScript>();
-    RecordingSink sink;
-    std::unique_ptr<SystemMonitor> monitor;
-    std::size_t cycles = 0;
-};
+class SystemMonitorTest : public test::MonitorFixture {};
 
 TEST_F(SystemMonitorTest, everyPropertyHasItsInitialValue) {
     machine.lowPower.enabled = true;
@@ -649,35 +622,6 @@ TEST_F(SystemMonitorTest, theRequestedProcessIsTheViewsAffair) {
     EXPECT_EQ(changes.count(), 1);
     cycle();
     EXPECT_EQ(monitor->requestedProcessSelection(), "cc1plus");
-}
-
-TEST_F(SystemMonitorTest, textsFollowTheSettings) {
-    constexpr double gib = 1024.0 * 1024 * 1024;
-    script->cpu = 41.6;
-    script->ram = {6 * gib, 4 * gib, 3 * gib, 1 * gib, 0, 16 * gib, 25, MemoryPressureLevel::normal};
-    cycle();
-    EXPECT_EQ(monitor->formattedCPU(), "42%");
-    EXPECT_EQ(monitor->formattedRAM(), "6 GB");
-    settings.gaugeValueMode.set(GaugeValueMode::usage);
-    EXPECT_EQ(monitor->formattedRAM(), "8 GB");
-    settings.valueFormat.set(ValueFormat::percentage);
-    EXPECT_EQ(monitor->formattedRAM(), "50%");
-    settings.gaugeValueMode.set(GaugeValueMode::remaining);
-    EXPECT_EQ(monitor->formattedRAM(), "38%");  // 37.5: the half goes to even
-    EXPECT_EQ(monitor->formatNetworkSpeed(5e6), "5.00 MB/s");
-    settings.networkFormat.set(NetworkFormat::kbps);
-    EXPECT_EQ(monitor->formatNetworkSpeed(1000), "8.00 kbps");
-}
-
-TEST_F(SystemMonitorTest, theEstimateStandsInUntilTheSystemHasTold) {
-    script->ram.estimatedPressureLevel = MemoryPressureLevel::warning;
-    cycle();
-    EXPECT_EQ(monitor->formattedMemoryPressure(), "Est. Warning");
-    EXPECT_EQ(monitor->displayedMemoryPressureLevel(), MemoryPressureLevel::warning);
-    script->level = MemoryPressureLevel::normal;
-    cycle();
-    EXPECT_EQ(monitor->formattedMemoryPressure(), "Normal");
-    EXPECT_EQ(monitor->displayedMemoryPressureLevel(), MemoryPressureLevel::normal);
 }
 
 }  // namespace

@@ -6,8 +6,8 @@
 #include <future>
 #include <vector>
 
-#include "monitoring/collectors/BackgroundTasks.h"
 #include "monitoring/collectors/WorkerPool.h"
+#include "platform/BackgroundTasks.h"
 #include "support/FakePlatform.h"
 
 namespace corvanta {

@@ -130,16 +130,23 @@ TEST_F(AppDelegateTest, eachCycleRedrawsTheRowALittleLater) {
                             .pressureText = QString::fromStdString(monitor.formattedMemoryPressure())},
                            Appearance::dark);
         EXPECT_EQ(item_->calls().row, expected);
-        EXPECT_EQ(item_->calls().toolTip, expected.plainText);
+        EXPECT_EQ(item_->toolTip().toStdString(), monitor.tooltipText());
     }
 }
 
-TEST_F(AppDelegateTest, theToolTipReadsTheRow) {
+TEST_F(AppDelegateTest, theToolTipIsComposedOnlyForThePointer) {
+    machine_.machineFacts.description.name = "Test Book";
     launch();
     const int before = redraws();
     runCycle(75);
     ASSERT_TRUE(awaitRedraws(before + 1));
-    EXPECT_EQ(item_->calls().toolTip.toStdString(), "CPU 75%, RAM 6 GB, Memory pressure Est. Normal");
+    EXPECT_EQ(machine_.machineFacts.descriptions, 0);
+    EXPECT_TRUE(item_->toolTip().startsWith(QStringLiteral("CPU Load: 75%\n• Model: Test Book, ")));
+    EXPECT_EQ(machine_.machineFacts.descriptions, 1);
+    // The values of the moment, whether the row shows them yet or not.
+    runCycle(20);
+    EXPECT_TRUE(item_->toolTip().startsWith(QStringLiteral("CPU Load: 20%\n")));
+    EXPECT_EQ(item_->calls().setToolTip, 1);
 }
 
 TEST_F(AppDelegateTest, aBurstOfChangesIsOneRedrawOfTheLastState) {
@@ -149,12 +156,12 @@ TEST_F(AppDelegateTest, aBurstOfChangesIsOneRedrawOfTheLastState) {
     runCycle(30);
     runCycle(50);
     ASSERT_TRUE(awaitRedraws(before + 1));
-    EXPECT_TRUE(item_->calls().toolTip.startsWith(QStringLiteral("CPU 50%,")));
+    EXPECT_TRUE(item_->calls().row->plainText.startsWith(QStringLiteral("CPU 50%,")));
     // The next change's redraw is the next one.
     runCycle(70);
     ASSERT_TRUE(awaitRedraws(before + 2));
     EXPECT_EQ(redraws(), before + 2);
-    EXPECT_TRUE(item_->calls().toolTip.startsWith(QStringLiteral("CPU 70%,")));
+    EXPECT_TRUE(item_->calls().row->plainText.startsWith(QStringLiteral("CPU 70%,")));
 }
 
 TEST_F(AppDelegateTest, aChangeOfTheLowPowerModeRedrawsWithoutACycle) {
@@ -169,11 +176,11 @@ TEST_F(AppDelegateTest, aChangeOfTheLowPowerModeRedrawsWithoutACycle) {
 TEST_F(AppDelegateTest, aChangedSettingRedrawsAtOnce) {
     launch();
     const int before = redraws();
-    const QString shown = item_->calls().toolTip;
+    const QString shown = item_->calls().row->plainText;
     settings_.valueFormat.set(ValueFormat::percentage);
     EXPECT_EQ(redraws(), before + 1);
-    EXPECT_NE(item_->calls().toolTip, shown);
-    EXPECT_EQ(item_->calls().toolTip.toStdString(), "CPU 0%, RAM 38%, Memory pressure Est. Normal");
+    EXPECT_NE(item_->calls().row->plainText, shown);
+    EXPECT_EQ(item_->calls().row->plainText.toStdString(), "CPU 0%, RAM 38%, Memory pressure Est. Normal");
 }
 
 TEST_F(AppDelegateTest, anotherAppearanceRedrawsAtOnceInItsColors) {

@@ -33,8 +33,8 @@ TEST(OffscreenItemTest, remembersEveryCallAndItsLastValue) {
     const StatusRow second = test::sampleRow(2);
     item.setContent(first);
     item.setContent(second);
-    item.setToolTip(QStringLiteral("one"));
-    item.setToolTip(QStringLiteral("two"));
+    item.setToolTip([] { return QStringLiteral("one"); });
+    item.setToolTip([] { return QStringLiteral("two"); });
     item.setAlpha(0.25);
     QMenu menu;
     menu.addAction(QStringLiteral("Quit"));
@@ -43,11 +43,23 @@ TEST(OffscreenItemTest, remembersEveryCallAndItsLastValue) {
     EXPECT_EQ(calls.setContent, 2);
     EXPECT_EQ(calls.row, second);
     EXPECT_EQ(calls.setToolTip, 2);
-    EXPECT_EQ(calls.toolTip, QStringLiteral("two"));
+    EXPECT_EQ(item.toolTip(), QStringLiteral("two"));
     EXPECT_EQ(calls.setAlpha, 1);
     EXPECT_EQ(calls.alpha, 0.25);
     EXPECT_EQ(calls.popUpMenu, 1);
     EXPECT_EQ(calls.menu, &menu);
+}
+
+TEST(OffscreenItemTest, asksForItsToolTipOnlyWhenItIsShown) {
+    OffscreenItem item;
+    EXPECT_TRUE(item.toolTip().isEmpty());
+    int asked = 0;
+    item.setToolTip([&] { return QString::number(++asked); });
+    item.setContent(test::sampleRow());
+    item.setPointerInside(true);
+    EXPECT_EQ(asked, 0);
+    EXPECT_EQ(item.toolTip(), QStringLiteral("1"));
+    EXPECT_EQ(item.toolTip(), QStringLiteral("2"));
 }
 
 TEST(OffscreenItemTest, drawsTheRowAsItIsSet) {

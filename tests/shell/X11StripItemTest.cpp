@@ -7,6 +7,7 @@
 #include <QAccessible>
 #include <QGuiApplication>
 #include <QProcess>
+#include <QToolTip>
 #include <QWidget>
 #include <cstdlib>
 #include <cstring>
@@ -181,6 +182,14 @@ class X11StripItemTest : public testing::Test {
         return item().screen()->grabWindow(0, at.x(), at.y(), at.width(), at.height()).toImage();
     }
     int top() { return item().anchorRect()->top(); }
+    /// Rests the pointer on the strip until the tip comes.
+    bool showsTipToPointer() {
+        const QSignalSpy entered(&item(), &StatusItem::entered);
+        host_.point(true);
+        if (!eventually([&] { return entered.count() == 1; })) return false;
+        movePointer(item().anchorRect()->center() + QPoint(3, 0));
+        return eventually([] { return QToolTip::isVisible(); });
+    }
 
     XClient x_;
     X11Host host_;
@@ -331,20 +340,28 @@ TEST_F(X11StripItemTest, aButtonReleasedElsewhereIsNoClick) {
 
 TEST_F(X11StripItemTest, showsItsToolTipThoughItIsNeverActive) {
     show();
-    item().setToolTip(QStringLiteral("CPU 42%"));
-    const auto tip = [] {
-        const QWidgetList all = QApplication::topLevelWidgets();
-        return std::any_of(all.begin(), all.end(),
-                           [](const QWidget* w) { return w->windowType() == Qt::ToolTip && w->isVisible(); });
-    };
-    const QSignalSpy entered(&item(), &StatusItem::entered);
-    host_.point(true);
-    ASSERT_TRUE(eventually([&] { return entered.count() == 1; }));
-    movePointer(item().anchorRect()->center() + QPoint(3, 0));
-    EXPECT_TRUE(eventually(tip));
+    int asked = 0;
+    item().setToolTip([&] { return QStringLiteral("Composed %1").arg(++asked); });
+    ASSERT_TRUE(showsTipToPointer());
+    EXPECT_EQ(QToolTip::text(), QStringLiteral("Composed 1"));
     EXPECT_FALSE(item().window().isActiveWindow());
     host_.point(false);
-    EXPECT_TRUE(eventually([&] { return !tip(); }));
+    EXPECT_TRUE(eventually([] { return !QToolTip::isVisible(); }));
+}
+
+TEST_F(X11StripItemTest, itsToolTipFollowsTheRowWhileItIsShown) {
+    show();
+    int asked = 0;
+    item().setToolTip([&] { return QStringLiteral("Composed %1").arg(++asked); });
+    item().setContent(test::sampleRow(1));
+    EXPECT_EQ(asked, 0);
+    ASSERT_TRUE(showsTipToPointer());
+    item().setContent(test::sampleRow(2));
+    EXPECT_EQ(QToolTip::text(), QStringLiteral("Composed 2"));
+    host_.point(false);
+    EXPECT_TRUE(eventually([] { return !QToolTip::isVisible(); }));
+    item().setContent(test::sampleRow(3));
+    EXPECT_EQ(asked, 2);
 }
 
 TEST_F(X11StripItemTest, isAButtonToAssistivePrograms) {

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "core/Mutex.h"
-#include "monitoring/collectors/BackgroundTasks.h"
 #include "monitoring/collectors/Collectors.h"
 #include "monitoring/collectors/MonitoringRefreshGate.h"
+#include "platform/BackgroundTasks.h"
 #include "platform/DriveHealthSource.h"
 #include "platform/ThreadSetup.h"
 #include "platform/VolumeCapacitySource.h"

@@ -8,10 +8,10 @@
 #include <optional>
 
 #include "core/Mutex.h"
-#include "monitoring/collectors/BackgroundTasks.h"
 #include "monitoring/collectors/Collectors.h"
 #include "monitoring/collectors/MonitoringCycleCoordinator.h"
 #include "monitoring/collectors/WorkerPool.h"
+#include "platform/BackgroundTasks.h"
 #include "platform/Platform.h"
 
 namespace corvanta {

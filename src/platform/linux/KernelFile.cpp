@@ -8,17 +8,20 @@
 #include <cerrno>
 #include <utility>
 
+#include "platform/linux/TextScan.h"
+
 namespace corvanta {
 namespace {
 
 constexpr std::size_t firstBuffer = 4096;
+constexpr std::size_t mostLine = 256;
 
 }  // namespace
 
 KernelFile::KernelFile(std::string path) : path_(std::move(path)) {}
 
 KernelFile::~KernelFile() {
-    if (descriptor_ >= 0) close(descriptor_);
+    close();
 }
 
 KernelFile::KernelFile(KernelFile&& other) noexcept
@@ -37,13 +40,24 @@ std::optional<std::string_view> KernelFile::read(std::size_t limit) {
         const ssize_t got = pread(descriptor_, buffer_.data() + length, room, static_cast<off_t>(length));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) {
-            close(std::exchange(descriptor_, -1));
+            close();
             return std::nullopt;
         }
         if (got == 0) break;
         length += static_cast<std::size_t>(got);
     }
     return std::string_view(buffer_).substr(0, length);
+}
+
+void KernelFile::close() {
+    if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
+}
+
+std::optional<std::string> readFirstLine(const std::string& path) {
+    KernelFile file(path);
+    auto text = file.read(mostLine);
+    const auto line = text ? takeLine(*text) : std::nullopt;
+    return line ? std::optional<std::string>(*line) : std::nullopt;
 }
 
 }  // namespace corvanta

@@ -23,6 +23,9 @@ class KernelFile {
     /// At most the first `limit` bytes; fewer when the file is shorter. The view lasts until the next read.
     std::optional<std::string_view> read(std::size_t limit);
 
+    /// Gives the descriptor back; the next read opens the file again.
+    void close();
+
     const std::string& path() const { return path_; }
 
   private:
@@ -30,5 +33,9 @@ class KernelFile {
     int descriptor_ = -1;
     std::string buffer_;
 };
+
+/// The first line, without its newline, of a small file that is read once. Nothing for one without a whole
+/// line of at most 255 bytes.
+std::optional<std::string> readFirstLine(const std::string& path);
 
 }  // namespace corvanta

@@ -45,6 +45,8 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
       driveHealth_(QDBusConnection::systemBus, {.searchPath = smartctlFolders()}),
       processes_(procRoot),
       processSignaller_(procRoot),
+      thermal_(sysRoot, clock_, threadSetup_),
+      machineFacts_(procRoot, sysRoot, ""),
       defaults_(settingsFile, access),
       loginItem_(directories, processEnvironment("XDG_CURRENT_DESKTOP").value_or(""),
                  std::move(executablePath)),

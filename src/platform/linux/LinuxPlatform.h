@@ -6,8 +6,10 @@
 #include "platform/Platform.h"
 #include "platform/linux/JsonDefaultsStore.h"
 #include "platform/linux/LinuxDriveHealth.h"
+#include "platform/linux/LinuxMachineFacts.h"
 #include "platform/linux/LinuxMemorySource.h"
 #include "platform/linux/LinuxProcessSignaller.h"
+#include "platform/linux/LinuxThermalSource.h"
 #include "platform/linux/LinuxThreadSetup.h"
 #include "platform/linux/NetlinkCounterSource.h"
 #include "platform/linux/ProcLister.h"
@@ -49,8 +51,8 @@ class LinuxPlatform {
     PowerSourceReader powerSources_;
     LowPowerSource lowPower_;
     PowerChangeSource powerChanges_;
-    ThermalSource thermal_;
-    MachineFacts machineFacts_;
+    LinuxThermalSource thermal_;
+    LinuxMachineFacts machineFacts_;
     JsonDefaultsStore defaults_;
     XdgLoginItem loginItem_;
     Platform ports_;

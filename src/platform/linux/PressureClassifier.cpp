@@ -11,7 +11,6 @@ namespace {
 
 constexpr double windowLength = 10;   // seconds
 constexpr double shortestWindow = 2;  // seconds; less says nothing about sustained stalls
-constexpr double calmBeforeFalling = 10;
 constexpr double heavySwapIn = 1000;  // pages a second
 
 bool reachesCritical(const PressureFigures& f) {
@@ -66,18 +65,9 @@ std::optional<std::uint64_t> parseSwapInPages(std::string_view text) {
     return pages;
 }
 
-bool PressureClassifier::Hold::hasFailedLongEnough(double moment, bool holds) {
-    if (holds) {
-        failingSince_.reset();
-        return false;
-    }
-    if (!failingSince_) failingSince_ = moment;
-    return moment - *failingSince_ >= calmBeforeFalling;
-}
-
 std::optional<MemoryPressureEvents> PressureClassifier::feed(double moment, const PressureFigures& figures) {
-    const bool criticalIsOver = criticalHold_.hasFailedLongEnough(moment, holdsCritical(figures));
-    const bool warningIsOver = warningHold_.hasFailedLongEnough(moment, holdsWarning(figures));
+    const bool criticalIsOver = criticalCalm_.feed(moment, !holdsCritical(figures));
+    const bool warningIsOver = warningCalm_.feed(moment, !holdsWarning(figures));
     const MemoryPressureEvents before = level_;
     if (reachesCritical(figures)) {
         level_ = MemoryPressureEvents::critical;

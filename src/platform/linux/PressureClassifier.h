@@ -8,6 +8,7 @@
 
 #include "platform/MemoryPressureEventSource.h"
 #include "platform/linux/MemInfo.h"
+#include "platform/linux/Sustained.h"
 
 namespace corvanta {
 
@@ -50,18 +51,9 @@ class PressureClassifier {
     MemoryPressureEvents level() const { return level_; }
 
   private:
-    /// How long the conditions that hold a level have failed without a break.
-    class Hold {
-      public:
-        bool hasFailedLongEnough(double moment, bool holds);
-
-      private:
-        std::optional<double> failingSince_;
-    };
-
     MemoryPressureEvents level_ = MemoryPressureEvents::normal;
-    Hold criticalHold_;
-    Hold warningHold_;
+    Sustained criticalCalm_;  ///< nothing holds the level any more
+    Sustained warningCalm_;
 };
 
 /// Turns running totals into the figures above: shares over about the last 10 s, none before 2 s have passed.

@@ -6,8 +6,10 @@
 #include <QCursor>
 #include <QEnterEvent>
 #include <QGuiApplication>
+#include <QHelpEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QToolTip>
 #include <QWidget>
 #include <QtMath>
 #include <algorithm>
@@ -66,7 +68,9 @@ class X11StripItem::Window final : public QWidget {
         image_ = image;
         ground_ = ground;
         update();
+        if (hovered_ && QToolTip::isVisible()) showTip();
     }
+    void setTip(std::function<QString()> text) { tip_ = std::move(text); }
     void setAlpha(double alpha) {
         alpha_ = alpha;
         update();
@@ -74,6 +78,12 @@ class X11StripItem::Window final : public QWidget {
     void press() { Q_EMIT item_.primaryClicked(); }
 
   protected:
+    bool event(QEvent* event) override {
+        if (event->type() != QEvent::ToolTip) return QWidget::event(event);
+        tipPosition_ = static_cast<QHelpEvent*>(event)->globalPos();
+        showTip();
+        return true;
+    }
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
         painter.setCompositionMode(QPainter::CompositionMode_Source);
@@ -100,7 +110,13 @@ class X11StripItem::Window final : public QWidget {
     }
 
   private:
+    void showTip() {
+        if (tip_) QToolTip::showText(tipPosition_, tip_(), this);
+    }
+
     X11StripItem& item_;
+    std::function<QString()> tip_;
+    QPoint tipPosition_;
     QImage image_;
     QColor ground_ = Qt::transparent;
     double alpha_ = 1;
@@ -161,8 +177,8 @@ void X11StripItem::setContent(const StatusRow& row) {
     window_->show();
 }
 
-void X11StripItem::setToolTip(const QString& text) {
-    window_->setToolTip(text);
+void X11StripItem::setToolTip(std::function<QString()> text) {
+    window_->setTip(std::move(text));
 }
 
 void X11StripItem::setAlpha(double alpha) {

@@ -25,7 +25,7 @@ class X11StripItem final : public StatusItem, private QAbstractNativeEventFilter
 
     StatusCaps caps() const override;
     void setContent(const StatusRow& row) override;
-    void setToolTip(const QString& text) override;
+    void setToolTip(std::function<QString()> text) override;
     void setAlpha(double alpha) override;
     double presentWidth() const override;
     std::optional<QRect> anchorRect() const override;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "monitoring/collectors/BackgroundTasks.h"
+#include "platform/BackgroundTasks.h"
 
 #include <system_error>
 #include <thread>

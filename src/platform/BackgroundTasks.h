@@ -15,8 +15,8 @@ namespace corvanta {
 
 /// Starts background tasks, each on a thread of its own, and knows which of them still run.
 ///
-/// Owned by the monitoring loop or a collector. Any thread. A task that doesn't end in time is left behind
-/// rather than waited for, so a task must hold what it uses.
+/// Owned by whoever starts them. Any thread. A task that doesn't end in time is left behind rather than
+/// waited for, so a task must hold what it uses.
 class BackgroundTasks {
   public:
     using Body = std::function<void(const std::stop_token&)>;

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <memory>
+
+#include "RecordingSink.h"
+#include "ScriptedCollectors.h"
+#include "monitoring/SystemMonitor.h"
+#include "support/FakePlatform.h"
+
+namespace corvanta::test {
+
+/// A monitor on a machine made of fakes, with collectors that answer by a script.
+class MonitorFixture : public testing::Test {
+  protected:
+    void start() {
+        monitor = std::make_unique<SystemMonitor>(machine.platform, settings, sink, [this](const Platform&) {
+            return makeScriptedCollectors(script);
+        });
+    }
+
+    /// Lets one cycle run and be published; the first starts with the monitor.
+    void cycle() {
+        if (!monitor) {
+            start();
+        } else {
+            machine.waiter.release();
+        }
+        ASSERT_TRUE(machine.executor.runNext());
+        ASSERT_TRUE(machine.waiter.awaitWaits(++cycles));
+    }
+
+    FakePlatform machine;
+    AppSettings settings{machine.defaults, machine.loginItem, machine.clock, machine.executor};
+    std::shared_ptr<CollectorScript> script = std::make_shared<CollectorScript>();
+    RecordingSink sink;
+    std::unique_ptr<SystemMonitor> monitor;
+    std::size_t cycles = 0;
+};
+
+}  // namespace corvanta::test
