@@ -17,7 +17,7 @@ using Drives = std::vector<DriveReport>;
 using Peripherals = std::vector<ProfiledPeripheral>;
 
 std::string fixture(const std::string& name) {
-    const std::string text = test::readFile(std::string(CORVANTA_FIXTURES) + "/plist/" + name);
+    std::string text = test::readFile(std::string(CORVANTA_FIXTURES) + "/plist/" + name);
     EXPECT_FALSE(text.empty()) << name;
     return text;
 }
