@@ -21,6 +21,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Sleepers.h"
 #include "core/Clock.h"
 #include "monitoring/collectors/ProcessMonitor.h"
 #include "platform/linux/ProcLister.h"
@@ -40,36 +41,6 @@ int number(const char* text) {
     std::from_chars(word.data(), word.data() + word.size(), value);
     return value;
 }
-
-/// Processes that sleep until this object ends.
-class Sleepers {
-  public:
-    explicit Sleepers(int count) {
-        for (int i = 0; i < count; ++i) {
-            const pid_t id = fork();
-            if (id == 0) {
-                while (true) pause();
-            }
-            if (id < 0) {
-                stop();
-                fail("process_bench: fork");
-            }
-            ids_.push_back(id);
-        }
-    }
-    ~Sleepers() { stop(); }
-    Sleepers(const Sleepers&) = delete;
-    Sleepers& operator=(const Sleepers&) = delete;
-
-  private:
-    void stop() {
-        for (const pid_t id : ids_) kill(id, SIGKILL);
-        for (const pid_t id : ids_) waitpid(id, nullptr, 0);
-        ids_.clear();
-    }
-
-    std::vector<pid_t> ids_;
-};
 
 /// The least that such a pass can be: every id, and one open, read and close for each, with no look at the
 /// text.
