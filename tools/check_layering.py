@@ -34,7 +34,7 @@ LIBRARIES["ctl"] = ("ctl", BELOW_SHELL, {"Core", "DBus"})
 # The part of platform/linux that runs under the thread sanitizer, and so knows no Qt.
 READERS = {"KernelFile", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
            "ProcFolder", "ProcLister", "NetlinkCounterSource", "ProcNetDev", "StatfsCapacitySource", "MemInfo", "PressureClassifier", "PressureWatch",
-           "ProcStat", "PsiPressureSource", "Terminal", "TextScan"}
+           "PowerSupply", "PowerUevent", "ProcStat", "PsiPressureSource", "SysfsPowerSource", "Terminal", "TextScan"}
 
 QT_MODULES = {
     "Core": """QObject QString QStringList QByteArray QByteArrayView QTimer QThread QMetaObject QPointer QVariant
