@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/linux/LinuxPlatform.h"
 
+#include <QDBusConnection>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,6 +36,8 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
       volumeCapacity_("/", writableFolders()),
       processes_(procRoot),
       processSignaller_(procRoot),
+      powerSources_(QDBusConnection::systemBus, sysRoot, clock_, mainExecutor),
+      lowPower_(QDBusConnection::systemBus, QDBusConnection::sessionBus, sysRoot, mainExecutor),
       defaults_(settingsFile, access),
       loginItem_(directories, processEnvironment("XDG_CURRENT_DESKTOP").value_or(""),
                  std::move(executablePath)),
@@ -52,7 +55,7 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
              processSignaller_,
              powerSources_,
              lowPower_,
-             powerChanges_,
+             powerSources_,
              thermal_,
              machineFacts_,
              defaults_,

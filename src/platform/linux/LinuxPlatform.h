@@ -5,7 +5,9 @@
 
 #include "platform/Platform.h"
 #include "platform/linux/JsonDefaultsStore.h"
+#include "platform/linux/LinuxLowPowerSource.h"
 #include "platform/linux/LinuxMemorySource.h"
+#include "platform/linux/LinuxPowerSource.h"
 #include "platform/linux/LinuxProcessSignaller.h"
 #include "platform/linux/LinuxThreadSetup.h"
 #include "platform/linux/NetlinkCounterSource.h"
@@ -45,9 +47,8 @@ class LinuxPlatform {
     DriveHealthSource driveHealth_;
     ProcLister processes_;
     LinuxProcessSignaller processSignaller_;
-    PowerSourceReader powerSources_;
-    LowPowerSource lowPower_;
-    PowerChangeSource powerChanges_;
+    LinuxPowerSource powerSources_;
+    LinuxLowPowerSource lowPower_;
     ThermalSource thermal_;
     MachineFacts machineFacts_;
     JsonDefaultsStore defaults_;
