@@ -323,7 +323,7 @@ TEST_F(PowerSourceTest, whenUPowerIsAbsentSilentOrRefusesTheKernelTells) {
         upower.fallSilent();
         const auto before = std::chrono::steady_clock::now();
         EXPECT_EQ(onWorker([&] { return fresh.readPowerSources(); }).at(0).currentCapacity, 70);
-        EXPECT_GE(std::chrono::steady_clock::now() - before, BusService::callLimit);
+        EXPECT_GE(std::chrono::steady_clock::now() - before, BusService::callLimit / 2);
         const int calls = upower.peer().calls();
         EXPECT_EQ(onWorker([&] { return fresh.readPowerSources(); }).at(0).currentCapacity, 70);
         EXPECT_EQ(upower.peer().calls(), calls);  // left alone for a while

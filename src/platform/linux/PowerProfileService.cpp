@@ -36,10 +36,9 @@ void PowerProfileService::refresh() {
     const BusAnswer answer =
         service_.call(QString::fromLatin1(kind_.path), QStringLiteral("org.freedesktop.DBus.Properties"),
                       QStringLiteral("GetAll"), {QString::fromLatin1(kind_.interface)});
-    // It would be heard to come, if it is absent.
-    isHeld_ = answer.kind != BusAnswer::Kind::silent;
+    isHeld_ = answer.kind == BusAnswer::Kind::reply || answer.kind == BusAnswer::Kind::refused;
     changes_ = changes;
-    // Too busy to answer, it still saves power if it did.
+    // One that is too busy to answer has not changed its mind.
     if (answer.kind == BusAnswer::Kind::silent) return;
     const Word word = wordOf(propertiesOf(answer.arguments).value_or(QVariantMap()));
     LockGuard guard(mutex_);

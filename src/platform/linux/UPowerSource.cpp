@@ -10,10 +10,10 @@
 namespace corvanta {
 namespace {
 
-const char* const daemonPath = "/org/freedesktop/UPower";
-const char* const daemonInterface = "org.freedesktop.UPower";
-const char* const displayPath = "/org/freedesktop/UPower/devices/DisplayDevice";
-const char* const deviceInterface = "org.freedesktop.UPower.Device";
+constexpr const char* daemonPath = "/org/freedesktop/UPower";
+constexpr const char* daemonInterface = "org.freedesktop.UPower";
+constexpr const char* displayPath = "/org/freedesktop/UPower/devices/DisplayDevice";
+constexpr const char* deviceInterface = "org.freedesktop.UPower.Device";
 
 constexpr std::int64_t batteryType = 2;
 constexpr std::int64_t chargingState = 1;
