@@ -35,8 +35,9 @@ LIBRARIES["ctl"] = ("ctl", BELOW_SHELL, {"Core", "DBus"})
 # The part of platform/linux that runs under the thread sanitizer, and so knows no Qt.
 READERS = {"CommandOutput", "Descriptor", "DiskFacts", "RootDisks", "Smartctl", "KernelFile", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
            "ProcFolder", "ProcLister", "NetlinkCounterSource", "ProcNetDev", "StatfsCapacitySource", "MemInfo", "PressureClassifier", "PressureWatch",
-           "ProcStat", "PsiPressureSource", "Terminal", "TextScan", "LinuxMachineFacts", "LinuxThermalSource", "MachineTexts",
-           "Sustained", "ThermalClassifier", "ThermalFiles", "ThermalReading"}
+           "PowerSupply", "PowerUevent", "ProcStat", "PsiPressureSource", "SysfsPowerSource", "Terminal", "TextScan",
+           "LinuxMachineFacts", "LinuxThermalSource", "MachineTexts", "Sustained", "ThermalClassifier", "ThermalFiles",
+           "ThermalReading"}
 
 QT_MODULES = {
     "Core": """QObject QString QStringList QByteArray QByteArrayView QTimer QThread QMetaObject QPointer QVariant

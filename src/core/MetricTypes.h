@@ -63,12 +63,14 @@ struct DiskUsage {
 
 /// One battery reading.
 struct BatteryDetails {
-    std::int64_t percentage = 0;                ///< charge, 0 to 100
-    bool isCharging = false;                    ///< the power source says that it is charging
-    bool isPluggedIn = false;                   ///< running on external power
-    std::optional<std::int64_t> timeRemaining;  ///< minutes, to full while charging, otherwise to empty
-    std::optional<std::int64_t> cycleCount;     ///< charge cycles
-    std::optional<std::int64_t> healthPercent;  ///< present maximum against design capacity, 0 to 100
+    std::int64_t percentage = 0;  ///< charge, 0 to 100
+    bool isCharging = false;      ///< the power source says that it is charging
+    bool isPluggedIn = false;     ///< running on external power
+    /// Minutes, to full while charging, otherwise to empty.
+    std::optional<std::int64_t> timeRemaining = std::nullopt;
+    std::optional<std::int64_t> cycleCount = std::nullopt;
+    /// Present maximum against design capacity, 0 to 100.
+    std::optional<std::int64_t> healthPercent = std::nullopt;
 
     bool operator==(const BatteryDetails&) const = default;
 };

@@ -43,7 +43,7 @@ class PowerSourceReader {
 
     /// Empty without any, and when they could not be read.
     virtual std::vector<PowerSourceDescription> readPowerSources() { return {}; }
-    /// Absent without a battery.
+    /// Of the batteries that `readPowerSources` has found last. Absent without one.
     virtual std::optional<BatteryRegistry> readBatteryRegistry() { return std::nullopt; }
 };
 

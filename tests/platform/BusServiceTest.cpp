@@ -60,6 +60,17 @@ TEST_F(BusServiceTest, anErrorIsARefusal) {
     EXPECT_EQ(peer.calls(), 2);  // it is there and answers, so it is asked again
 }
 
+TEST_F(BusServiceTest, aServiceThatMayNotBeStartedIsAbsent) {
+    const BusPeer peer(bus.address(), name, [](const QDBusMessage& call) {
+        return call.createErrorReply(QStringLiteral("org.freedesktop.systemd1.UnitMasked"),
+                                     QStringLiteral("Unit is masked."));
+    });
+    BusService service = this->service();
+    EXPECT_EQ(ask(service).kind, BusAnswer::Kind::absent);
+    EXPECT_EQ(ask(service).kind, BusAnswer::Kind::absent);
+    EXPECT_EQ(peer.calls(), 1);
+}
+
 TEST_F(BusServiceTest, withoutABusEveryServiceIsAbsent) {
     BusService service([] { return QDBusConnection(QStringLiteral("none")); }, {.name = name});
     EXPECT_EQ(ask(service).kind, BusAnswer::Kind::absent);

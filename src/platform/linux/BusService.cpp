@@ -5,7 +5,6 @@
 #include <QDBusError>
 #include <QObject>
 #include <QThread>
-#include <map>
 #include <utility>
 
 #include "platform/linux/BusValues.h"
@@ -36,7 +35,9 @@ Kind kindOf(const QDBusMessage& answer, bool isEarly) {
     }
     const QString name = error.name();
     const bool isAbsent = name == QLatin1String("org.freedesktop.DBus.Error.NameHasNoOwner") ||
-                          name.startsWith(QLatin1String("org.freedesktop.DBus.Error.Spawn."));
+                          name.startsWith(QLatin1String("org.freedesktop.DBus.Error.Spawn.")) ||
+                          // The system's manager could not start it, or may not.
+                          name.startsWith(QLatin1String("org.freedesktop.systemd1."));
     return isAbsent ? Kind::absent : Kind::refused;
 }
 
@@ -71,31 +72,8 @@ class BusService::Relay final : public QObject {
     BusService& service_;
 };
 
-/// Main thread only, but for the count.
-struct BusService::Subscribers {
-    std::map<int, Handler> handlers;
-    int next = 0;
-    std::atomic<std::size_t> count = 0;
-};
-
-namespace {
-
-class Ending final : public Subscription {
-  public:
-    explicit Ending(std::function<void()> end) : end_(std::move(end)) {}
-    ~Ending() override { end_(); }
-
-  private:
-    std::function<void()> end_;
-};
-
-}  // namespace
-
 BusService::BusService(Connect connect, Description description, std::chrono::milliseconds pause)
-    : connect_(std::move(connect)),
-      description_(std::move(description)),
-      pause_(pause),
-      subscribers_(std::make_shared<Subscribers>()) {}
+    : connect_(std::move(connect)), description_(std::move(description)), pause_(pause) {}
 
 BusService::~BusService() = default;
 
@@ -122,17 +100,11 @@ std::optional<QVariantMap> BusService::properties(const QString& path, const QSt
 }
 
 std::unique_ptr<Subscription> BusService::subscribe(Handler handler) {
-    const int key = subscribers_->next++;
-    subscribers_->handlers[key] = std::move(handler);
-    subscribers_->count = subscribers_->handlers.size();
-    return std::make_unique<Ending>([subscribers = subscribers_, key] {
-        subscribers->handlers.erase(key);
-        subscribers->count = subscribers->handlers.size();
-    });
+    return handlers_.add(std::move(handler));
 }
 
 bool BusService::listen() {
-    if (subscribers_->count == 0) return false;
+    if (handlers_.isEmpty()) return false;
     QDBusConnection bus = connect_();
     if (!bus.isConnected()) return false;
     LockGuard guard(relayMutex_);
@@ -167,11 +139,7 @@ void BusService::heard(const QDBusMessage& signal) {
         pausedUntil_.reset();
     }
     ++changes_;
-    const auto subscribers = subscribers_;
-    // A handler may end its subscription or others'.
-    for (const auto& [key, handler] : std::map(subscribers->handlers)) {
-        if (subscribers->handlers.contains(key)) handler(signal);
-    }
+    handlers_.call(signal);
 }
 
 }  // namespace corvanta

@@ -15,6 +15,7 @@
 
 #include "core/Mutex.h"
 #include "platform/Subscription.h"
+#include "platform/linux/HandlerList.h"
 
 namespace corvanta {
 
@@ -80,7 +81,6 @@ class BusService {
 
   private:
     class Relay;
-    struct Subscribers;
 
     bool isPaused(BusAnswer::Kind* kind) const;
     void remember(BusAnswer::Kind kind);
@@ -101,7 +101,7 @@ class BusService {
     BusAnswer::Kind failure_ GUARDED_BY(mutex_) = BusAnswer::Kind::absent;
     std::optional<std::chrono::steady_clock::time_point> pausedUntil_ GUARDED_BY(mutex_);
 
-    std::shared_ptr<Subscribers> subscribers_;
+    HandlerList<const QDBusMessage&> handlers_;
 };
 
 }  // namespace corvanta

@@ -29,11 +29,16 @@ std::optional<std::int64_t> integerIn(const QVariant& value) {
 }
 
 /// The argument, if it is of this signature. Reading one of another would end in garbage.
-std::optional<QDBusArgument> onlyArgument(const QVariantList& arguments, const char* signature) {
-    if (arguments.size() != 1 || !arguments[0].canConvert<QDBusArgument>()) return std::nullopt;
-    auto argument = arguments[0].value<QDBusArgument>();
+std::optional<QDBusArgument> argumentOf(const QVariant& value, const char* signature) {
+    if (!value.canConvert<QDBusArgument>()) return std::nullopt;
+    auto argument = value.value<QDBusArgument>();
     if (argument.currentSignature() != QLatin1String(signature)) return std::nullopt;
     return argument;
+}
+
+std::optional<QDBusArgument> onlyArgument(const QVariantList& arguments, const char* signature) {
+    if (arguments.size() != 1) return std::nullopt;
+    return argumentOf(arguments[0], signature);
 }
 
 }  // namespace
@@ -100,6 +105,19 @@ std::optional<QStringList> pathsOf(const QVariantList& arguments) {
     }
     argument->endArray();
     return paths;
+}
+
+std::optional<ChangedProperties> changedPropertiesOf(const QDBusMessage& signal) {
+    if (signal.member() != QLatin1String("PropertiesChanged")) return std::nullopt;
+    const QVariantList arguments = signal.arguments();
+    if (arguments.size() != 3 || arguments[0].typeId() != QMetaType::QString ||
+        arguments[2].typeId() != QMetaType::QStringList) {
+        return std::nullopt;
+    }
+    const auto values = argumentOf(arguments[1], "a{sv}");
+    if (!values) return std::nullopt;
+    return ChangedProperties{arguments[0].toString(), qdbus_cast<QVariantMap>(*values),
+                             arguments[2].toStringList()};
 }
 
 }  // namespace corvanta

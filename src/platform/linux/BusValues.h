@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QDBusMessage>
 #include <QString>
+#include <QStringList>
 #include <QVariantList>
 #include <QVariantMap>
 #include <cstdint>
@@ -33,5 +35,18 @@ std::optional<QVariantMap> propertiesOf(const QVariantList& arguments);
 std::optional<BusObjects> managedObjectsOf(const QVariantList& arguments);
 /// The only argument, a list of paths.
 std::optional<QStringList> pathsOf(const QVariantList& arguments);
+
+/// What a `PropertiesChanged` tells.
+struct ChangedProperties {
+    QString interface;
+    QVariantMap values;
+    QStringList invalidated;  ///< changed as well, without the new value
+
+    bool names(const QString& property) const {
+        return values.contains(property) || invalidated.contains(property);
+    }
+};
+/// Absent for any other signal.
+std::optional<ChangedProperties> changedPropertiesOf(const QDBusMessage& signal);
 
 }  // namespace corvanta

@@ -7,7 +7,9 @@
 #include "platform/linux/JsonDefaultsStore.h"
 #include "platform/linux/LinuxDriveHealth.h"
 #include "platform/linux/LinuxMachineFacts.h"
+#include "platform/linux/LinuxLowPowerSource.h"
 #include "platform/linux/LinuxMemorySource.h"
+#include "platform/linux/LinuxPowerSource.h"
 #include "platform/linux/LinuxProcessSignaller.h"
 #include "platform/linux/LinuxThermalSource.h"
 #include "platform/linux/LinuxThreadSetup.h"
@@ -48,9 +50,8 @@ class LinuxPlatform {
     LinuxDriveHealth driveHealth_;
     ProcLister processes_;
     LinuxProcessSignaller processSignaller_;
-    PowerSourceReader powerSources_;
-    LowPowerSource lowPower_;
-    PowerChangeSource powerChanges_;
+    LinuxPowerSource powerSources_;
+    LinuxLowPowerSource lowPower_;
     LinuxThermalSource thermal_;
     LinuxMachineFacts machineFacts_;
     JsonDefaultsStore defaults_;

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/linux/PowerSupply.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "core/Saturate.h"
+#include "platform/linux/TextScan.h"
+
+namespace corvanta {
+namespace {
+
+using Batteries = std::vector<BatteryFigures>;
+
+// Below this the time left is an estimate of nothing: a battery at rest.
+constexpr double leastFlow = 100'000;  // µW
+
+struct Part {
+    std::int64_t current;
+    std::int64_t max;
+};
+
+bool hasContents(const BatteryFigures& battery) {
+    return battery.now && battery.full && *battery.full >= 1;
+}
+
+bool haveOneUnit(const Batteries& batteries) {
+    return std::all_of(batteries.begin(), batteries.end(),
+                       [&](const BatteryFigures& battery) { return battery.unit == batteries.front().unit; });
+}
+
+/// The sum of one figure, as far as it is told.
+double sum(const Batteries& batteries, std::optional<std::int64_t> BatteryFigures::*figure) {
+    double total = 0;
+    for (const BatteryFigures& battery : batteries)
+        total += static_cast<double>((battery.*figure).value_or(0));
+    return total;
+}
+
+std::optional<Part> charge(const Batteries& batteries) {
+    if (batteries.size() == 1 && batteries[0].capacity) return Part{*batteries[0].capacity, 100};
+    if (haveOneUnit(batteries) && std::all_of(batteries.begin(), batteries.end(), hasContents)) {
+        return Part{saturatedInt64(sum(batteries, &BatteryFigures::now)),
+                    saturatedInt64(sum(batteries, &BatteryFigures::full))};
+    }
+    double total = 0;
+    for (const BatteryFigures& battery : batteries) {
+        if (battery.capacity) {
+            total += static_cast<double>(*battery.capacity);
+        } else if (hasContents(battery)) {
+            total += static_cast<double>(*battery.now) / static_cast<double>(*battery.full) * 100;
+        } else {
+            return std::nullopt;
+        }
+    }
+    return Part{saturatedInt64(total), 100 * static_cast<std::int64_t>(batteries.size())};
+}
+
+/// Absent when no battery tells.
+std::optional<bool> isAnyCharging(const Batteries& batteries) {
+    std::optional<bool> isCharging;
+    for (const BatteryFigures& battery : batteries) {
+        if (battery.status) isCharging = isCharging.value_or(false) || battery.status == "Charging";
+    }
+    return isCharging;
+}
+
+/// In µW. Absent for a current without a voltage.
+std::optional<double> power(const BatteryFigures& battery) {
+    if (!battery.flow) return std::nullopt;
+    const double flow = std::abs(static_cast<double>(*battery.flow));
+    if (battery.unit == BatteryFigures::Unit::energy) return flow;
+    if (!battery.voltage) return std::nullopt;
+    return flow * std::abs(static_cast<double>(*battery.voltage)) / 1e6;
+}
+
+/// Minutes that what is given lasts or takes at the present flow.
+std::int64_t minutes(double contents, const Batteries& batteries) {
+    double flow = 0;
+    double watts = 0;
+    for (const BatteryFigures& battery : batteries) {
+        watts += power(battery).value_or(0);
+        flow += std::abs(static_cast<double>(battery.flow.value_or(0)));
+    }
+    if (watts < leastFlow || flow <= 0) return noEstimate;
+    return saturatedInt64(contents / flow * 60);
+}
+
+void addTimes(PowerSourceDescription& source, const Batteries& batteries) {
+    source.timeToEmpty = source.timeToFullCharge = noEstimate;
+    if (!haveOneUnit(batteries) || !std::all_of(batteries.begin(), batteries.end(), hasContents)) return;
+    const auto isDischarging = [](const BatteryFigures& battery) { return battery.status == "Discharging"; };
+    const double now = sum(batteries, &BatteryFigures::now);
+    if (source.isCharging == true) {
+        source.timeToFullCharge = minutes(sum(batteries, &BatteryFigures::full) - now, batteries);
+    } else if (std::any_of(batteries.begin(), batteries.end(), isDischarging)) {
+        source.timeToEmpty = minutes(now, batteries);
+    }
+}
+
+BatteryRegistry registryOf(const Batteries& batteries) {
+    BatteryRegistry registry;
+    if (batteries.front().cycleCount.value_or(0) >= 1) registry.cycleCount = batteries.front().cycleCount;
+    Batteries known;
+    std::copy_if(batteries.begin(), batteries.end(), std::back_inserter(known), [](const auto& battery) {
+        return battery.full.value_or(0) > 0 && battery.fullDesign.value_or(0) > 0;
+    });
+    if (known.empty() || !haveOneUnit(known)) return registry;
+    registry.rawMaxCapacity = saturatedInt64(sum(known, &BatteryFigures::full));
+    registry.designCapacity = saturatedInt64(sum(known, &BatteryFigures::fullDesign));
+    return registry;
+}
+
+}  // namespace
+
+PowerReading joinedBatteries(const Batteries& batteries, std::optional<bool> isOnMains) {
+    if (batteries.empty()) return {};
+    PowerSourceDescription source;
+    if (const auto part = charge(batteries)) {
+        source.currentCapacity = part->current;
+        source.maxCapacity = part->max;
+    }
+    source.isCharging = isAnyCharging(batteries);
+    if (isOnMains) source.powerSourceState = *isOnMains ? onMainsState : onBatteryState;
+    addTimes(source, batteries);
+    return {{source}, registryOf(batteries)};
+}
+
+std::optional<std::string_view> parseAttribute(std::string_view text) {
+    const std::string_view line = text.substr(0, text.find('\n'));
+    if (line.empty()) return std::nullopt;
+    return line;
+}
+
+std::optional<std::int64_t> parseFigure(std::string_view text) {
+    const auto line = parseAttribute(text);
+    return line ? parseNumber<std::int64_t>(*line) : std::nullopt;
+}
+
+bool isExternalSupply(std::string_view type) {
+    return type == "Mains" || type.substr(0, 3) == "USB";
+}
+
+}  // namespace corvanta

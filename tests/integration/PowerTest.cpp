@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "integration/CorvantaTest.h"
+#include "storage/StoreTestSupport.h"
+#include "support/MockService.h"
+#include "support/PrivateBus.h"
+
+namespace corvanta::test {
+namespace {
+
+class PowerTest : public CorvantaTest {
+  protected:
+    /// Charge and charging of each stored row, oldest first.
+    std::vector<std::string> batteries() const {
+        return Sql(user_.database())
+            .rows("SELECT battery_percentage, is_charging FROM metrics_history ORDER BY timestamp;");
+    }
+};
+
+TEST_F(PowerTest, storesTheBatteryThatTheSystemsBusTellsOf) {
+    const PrivateBus bus;
+    const QString path = QStringLiteral("/org/freedesktop/UPower");
+    const MockService upower(bus.address(), QStringLiteral("org.freedesktop.UPower"),
+                             QStringLiteral("upower"));
+    ASSERT_TRUE(upower.isOnBus()) << "python3-dbusmock is needed";
+    upower.mock(path, QStringLiteral("SetupDisplayDevice"),
+                {2u, 1u, 63.5, 63.5, 100.0, 9.0, 0ll, 1800ll, true, QStringLiteral("battery"), 1u});
+    user_.setVariable("DBUS_SYSTEM_BUS_ADDRESS", bus.address().toStdString());
+    const auto program = start();
+    ASSERT_TRUE(awaitRows(1));
+    EXPECT_EQ(batteries().front(), "63|1");
+    upower.setProperty(path + QStringLiteral("/devices/DisplayDevice"),
+                       QStringLiteral("org.freedesktop.UPower.Device"), QStringLiteral("Percentage"), 71.0);
+    ASSERT_TRUE(awaitRows(2));
+    EXPECT_EQ(batteries().at(1), "71|1");
+    expectQuits(*program);
+}
+
+TEST_F(PowerTest, aMachineWithoutASystemsBusRunsOn) {
+    user_.setVariable("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + user_.dataHome() + "/none");
+    const auto program = start();
+    ASSERT_TRUE(awaitRows(2));
+    expectQuits(*program);
+}
+
+}  // namespace
+}  // namespace corvanta::test
