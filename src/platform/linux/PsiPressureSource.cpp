@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "core/Log.h"
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/PressureWatch.h"
 
 namespace corvanta {
@@ -29,23 +30,6 @@ constexpr std::string_view trigger = "some 200000 2000000";
 double monotonicSeconds() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
-
-/// A descriptor that is closed at the end; negative is none.
-class Descriptor {
-  public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() { reset(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int number() const { return number_; }
-    void reset() {
-        if (number_ >= 0) close(std::exchange(number_, -1));
-    }
-
-  private:
-    int number_;
-};
 
 class PsiSubscription final : public Subscription {
   public:
