@@ -48,6 +48,9 @@ class LinuxPlatform {
     PowerSourceReader powerSources_;
     LowPowerSource lowPower_;
     PowerChangeSource powerChanges_;
+    BluetoothQuery bluetoothQuery_;
+    BluetoothFallback bluetoothFallback_;
+    PeripheralBatterySource peripheralBatteries_;
     ThermalSource thermal_;
     MachineFacts machineFacts_;
     JsonDefaultsStore defaults_;
