@@ -16,7 +16,7 @@ packages=(
 )
 for argument in "$@"; do
     case "$argument" in
-        --test) packages+=(libgtest-dev librapidcheck-dev python3 iproute2 dbus-daemon python3-dbusmock xvfb openbox xdotool x11-utils stress-ng) ;;
+        --test) packages+=(libgtest-dev librapidcheck-dev python3 iproute2 dbus-daemon python3-dbusmock bluez upower xvfb openbox xdotool x11-utils stress-ng) ;;
         --ci) packages+=(clang clang-tidy clang-format libclang-rt-14-dev git) ;;
         *) fail "unknown argument $argument" ;;
     esac

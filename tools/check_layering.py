@@ -32,7 +32,7 @@ LIBRARIES["app"] = ("app", set(LIBRARIES), {"Core", "Gui", "Widgets", "DBus"})
 LIBRARIES["ctl"] = ("ctl", BELOW_SHELL, {"Core", "DBus"})
 
 # The part of platform/linux that runs under the thread sanitizer, and so knows no Qt.
-READERS = {"CommandOutput", "Descriptor", "KernelFile", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
+READERS = {"BluetoothText", "CommandOutput", "Descriptor", "FolderNames", "KernelFile", "LinuxBluetoothFallback", "PeripheralSupplies", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
            "ProcFolder", "ProcLister", "NetlinkCounterSource", "ProcNetDev", "StatfsCapacitySource", "MemInfo", "PressureClassifier", "PressureWatch",
            "ProcStat", "PsiPressureSource", "Terminal", "TextScan"}
 

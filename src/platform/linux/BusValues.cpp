@@ -102,4 +102,16 @@ std::optional<QStringList> pathsOf(const QVariantList& arguments) {
     return paths;
 }
 
+std::optional<PropertiesChange> propertiesChangeOf(const QVariantList& arguments) {
+    if (arguments.size() != 3 || arguments[0].typeId() != QMetaType::QString ||
+        arguments[2].typeId() != QMetaType::QStringList)
+        return std::nullopt;
+    const auto values = propertiesOf({arguments[1]});
+    if (!values) return std::nullopt;
+    PropertiesChange change{arguments[0].toString(), {}};
+    for (auto value = values->begin(); value != values->end(); ++value) change.names.insert(value.key());
+    for (const QString& name : arguments[2].toStringList()) change.names.insert(name);
+    return change;
+}
+
 }  // namespace corvanta

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QSet>
 #include <QString>
+#include <QStringList>
 #include <QVariantList>
 #include <QVariantMap>
 #include <cstdint>
@@ -33,5 +35,12 @@ std::optional<QVariantMap> propertiesOf(const QVariantList& arguments);
 std::optional<BusObjects> managedObjectsOf(const QVariantList& arguments);
 /// The only argument, a list of paths.
 std::optional<QStringList> pathsOf(const QVariantList& arguments);
+
+/// The arguments of a `PropertiesChanged`.
+struct PropertiesChange {
+    QString interface;
+    QSet<QString> names;  ///< of the changed ones, whether or not their values were sent along
+};
+std::optional<PropertiesChange> propertiesChangeOf(const QVariantList& arguments);
 
 }  // namespace corvanta

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/linux/LinuxPlatform.h"
 
+#include <QDBusConnection>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,6 +36,10 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
       volumeCapacity_("/", writableFolders()),
       processes_(procRoot),
       processSignaller_(procRoot),
+      bluetoothQuery_(QDBusConnection::systemBus),
+      bluetoothFallback_(sysRoot, processEnvironment("PATH").value_or(""),
+                         [this] { return bluetoothQuery_.state(); }),
+      peripheralBatteries_(bluetoothQuery_, QDBusConnection::systemBus, sysRoot),
       defaults_(settingsFile, access),
       loginItem_(directories, processEnvironment("XDG_CURRENT_DESKTOP").value_or(""),
                  std::move(executablePath)),

@@ -4,8 +4,11 @@
 #include <string>
 
 #include "platform/Platform.h"
+#include "platform/linux/BluezQuery.h"
 #include "platform/linux/JsonDefaultsStore.h"
+#include "platform/linux/LinuxBluetoothFallback.h"
 #include "platform/linux/LinuxMemorySource.h"
+#include "platform/linux/LinuxPeripheralBatteries.h"
 #include "platform/linux/LinuxProcessSignaller.h"
 #include "platform/linux/LinuxThreadSetup.h"
 #include "platform/linux/NetlinkCounterSource.h"
@@ -48,9 +51,9 @@ class LinuxPlatform {
     PowerSourceReader powerSources_;
     LowPowerSource lowPower_;
     PowerChangeSource powerChanges_;
-    BluetoothQuery bluetoothQuery_;
-    BluetoothFallback bluetoothFallback_;
-    PeripheralBatterySource peripheralBatteries_;
+    BluezQuery bluetoothQuery_;
+    LinuxBluetoothFallback bluetoothFallback_;
+    LinuxPeripheralBatteries peripheralBatteries_;
     ThermalSource thermal_;
     MachineFacts machineFacts_;
     JsonDefaultsStore defaults_;
