@@ -14,7 +14,7 @@ namespace {
 constexpr auto closingTime = std::chrono::seconds(2);
 
 void sortByName(std::vector<BluetoothDevice>& devices) {
-    // The first collator of a process reads the tables of all languages.
+    // A process's first collator loads large tables, which most machines can do without.
     if (devices.size() < 2) return;
     QCollator collator;
     collator.setCaseSensitivity(Qt::CaseInsensitive);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/linux/LinuxBluetoothFallback.h"
 
+#include <filesystem>
 #include <utility>
 
 #include "platform/linux/BluetoothText.h"
@@ -55,11 +56,11 @@ bool LinuxBluetoothFallback::hasAdapter() const {
 }
 
 std::vector<ListedBluetoothDevice> LinuxBluetoothFallback::readInputDevices() const {
-    const std::string root = sysRoot_ + "/bus/hid/devices";
+    const auto root = std::filesystem::path(sysRoot_) / "bus/hid/devices";
     std::vector<ListedBluetoothDevice> devices;
     for (const std::string& name : folderNames(root)) {
         if (name.substr(0, bluetoothBus.size()) != bluetoothBus) continue;
-        KernelFile uevent(root + '/' + name + "/uevent");
+        KernelFile uevent(root / name / "uevent");
         HidFacts facts = parseHidEvent(uevent.read(longestText).value_or(std::string_view()));
         if (facts.name.empty()) continue;
         devices.push_back({.name = std::move(facts.name), .address = std::move(facts.address)});
