@@ -18,7 +18,7 @@ for argument in "$@"; do
     case "$argument" in
         --test) packages+=(
             libgtest-dev librapidcheck-dev python3 iproute2 procps stress-ng
-            dbus-daemon python3-dbusmock upower umockdev power-profiles-daemon
+            dbus-daemon python3-dbusmock bluez upower umockdev power-profiles-daemon
             xvfb openbox xdotool x11-utils
         ) ;;
         --ci) packages+=(clang clang-tidy clang-format libclang-rt-14-dev git) ;;

@@ -33,7 +33,9 @@ LIBRARIES["app"] = ("app", set(LIBRARIES), {"Core", "Gui", "Widgets", "DBus"})
 LIBRARIES["ctl"] = ("ctl", BELOW_SHELL, {"Core", "DBus"})
 
 # The part of platform/linux that runs under the thread sanitizer, and so knows no Qt.
-READERS = {"CommandOutput", "Descriptor", "DiskFacts", "RootDisks", "Smartctl", "KernelFile", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
+READERS = {"BluetoothText", "CommandOutput", "Descriptor", "DiskFacts", "FolderNames", "LinuxBluetoothFallback",
+           "PeripheralSupplies", "RootDisks", "Smartctl",
+           "KernelFile", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
            "ProcFolder", "ProcLister", "NetlinkCounterSource", "ProcNetDev", "StatfsCapacitySource", "MemInfo", "PressureClassifier", "PressureWatch",
            "PowerSupply", "PowerUevent", "ProcStat", "PsiPressureSource", "SysfsPowerSource", "Terminal", "TextScan",
            "LinuxMachineFacts", "LinuxThermalSource", "MachineTexts", "Sustained", "ThermalClassifier", "ThermalFiles",
@@ -45,7 +47,7 @@ QT_MODULES = {
         QFileInfo QDir QLocale QCoreApplication QRect QRectF QPoint QPointF QSize QSizeF QHash QList QMap
         QSocketNotifier QElapsedTimer QtGlobal QAbstractNativeEventFilter QLatin1String QtEndian QDebug QEvent
         QLockFile QDateTime QScopedPointer QBasicTimer QTimerEvent QCborValue QSet QUrl QStringView
-        QAbstractEventDispatcher QDeadlineTimer QSignalBlocker QStandardPaths QtMath QResource""".split(),
+        QAbstractEventDispatcher QCollator QDeadlineTimer QSignalBlocker QStandardPaths QtMath QResource""".split(),
     "Gui": """QColor QFont QFontDatabase QFontMetricsF QImage QPainter QPixmap QIcon QScreen QWindow QPalette
         QCursor QGuiApplication QKeySequence QEnterEvent QMouseEvent QPaintEvent QAccessible QAccessibleInterface
         QPen QBrush QPainterPath QTransform QRegion QBitmap QRawFont QGlyphRun QShowEvent QMoveEvent QHelpEvent

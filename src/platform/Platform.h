@@ -4,6 +4,7 @@
 #include "core/Clock.h"
 #include "core/Executor.h"
 #include "core/Waiter.h"
+#include "platform/BluetoothSources.h"
 #include "platform/CpuTickSource.h"
 #include "platform/DefaultsStore.h"
 #include "platform/DriveHealthSource.h"
@@ -38,6 +39,9 @@ struct Platform {
     PowerSourceReader& powerSources;
     LowPowerSource& lowPower;
     PowerChangeSource& powerChanges;
+    BluetoothQuery& bluetoothQuery;
+    BluetoothFallback& bluetoothFallback;
+    PeripheralBatterySource& peripheralBatteries;
     ThermalSource& thermal;
     MachineFacts& machineFacts;
     DefaultsStore& defaults;

@@ -22,7 +22,8 @@ constexpr double menuSymbolSize = 16;
 
 AppDelegate::AppDelegate(const Platform& platform, AppSettings& settings, DatabaseManager& database,
                          PublishSink& sink, std::unique_ptr<StatusItem> statusItem)
-    : settings_(settings),
+    : platform_(platform),
+      settings_(settings),
       database_(database),
       monitor_(platform, settings, sink),
       statusItem_(std::move(statusItem)) {}
@@ -36,6 +37,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     statusItem_->setToolTip([this] { return QString::fromStdString(monitor_.tooltipText()); });
     installSubscriptions();
     updateTitle();
+    bluetoothMonitor_.emplace(platform_, settings_, bluetoothAlerts_);
 }
 
 void AppDelegate::activate() {

@@ -5,7 +5,10 @@
 #include <QObject>
 #include <QTimer>
 #include <memory>
+#include <optional>
 
+#include "monitoring/BluetoothAlerts.h"
+#include "monitoring/BluetoothMonitor.h"
 #include "monitoring/PublishSink.h"
 #include "monitoring/SystemMonitor.h"
 #include "platform/Platform.h"
@@ -15,10 +18,10 @@
 
 namespace corvanta {
 
-/// The program between launch and quit: owns the monitor, the status item and its menu.
+/// The program between launch and quit: owns the monitors, the status item and its menu.
 ///
 /// Made in main() and lives until the event loop has ended. Main thread only. The monitor, and with it the
-/// sampling, starts with the delegate, ahead of the launch.
+/// sampling, starts with the delegate, ahead of the launch; peripherals are looked for from the launch on.
 class AppDelegate final : public QObject {
     Q_OBJECT
 
@@ -43,9 +46,12 @@ class AppDelegate final : public QObject {
     void installSubscriptions();
     void updateTitle();
 
+    const Platform& platform_;
     AppSettings& settings_;
     DatabaseManager& database_;
     SystemMonitor monitor_;
+    BluetoothAlerts bluetoothAlerts_;  // nobody shows them
+    std::optional<BluetoothMonitor> bluetoothMonitor_;
     std::unique_ptr<StatusItem> statusItem_;
     QMenu menu_;
     QTimer dailyHeartbeatTimer_;

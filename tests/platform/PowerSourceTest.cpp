@@ -23,6 +23,11 @@ using namespace corvanta::test;
 
 namespace {
 
+/// A percentage as the current part of a capacity of 200.
+constexpr std::int64_t inHalves(std::int64_t percentage) {
+    return 2 * percentage + 1;
+}
+
 const QString name = QStringLiteral("org.freedesktop.UPower");
 const QString daemonPath = QStringLiteral("/org/freedesktop/UPower");
 const QString displayPath = QStringLiteral("/org/freedesktop/UPower/devices/DisplayDevice");
@@ -131,8 +136,8 @@ class PowerSourceTest : public testing::Test {
 TEST_F(PowerSourceTest, readsUPowersDisplayDeviceAndWhatTheBatteriesHaveCounted) {
     PropertyPeer upower(bus.address(), name);
     fill(upower);
-    EXPECT_EQ(only(), (PowerSourceDescription{.currentCapacity = 49,
-                                              .maxCapacity = 100,
+    EXPECT_EQ(only(), (PowerSourceDescription{.currentCapacity = inHalves(49),
+                                              .maxCapacity = 200,
                                               .isCharging = false,
                                               .timeToFullCharge = -1,
                                               .timeToEmpty = 121,
@@ -230,10 +235,10 @@ TEST_F(PowerSourceTest, aSteadyCycleAsksNothing) {
     read();  // what came while it began to listen has been seen now
     const int calls = upower.peer().calls();
     EXPECT_GT(calls, 0);
-    for (int i = 0; i < 100; ++i) EXPECT_EQ(only().currentCapacity, 49);
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(only().currentCapacity, inHalves(49));
     EXPECT_EQ(upower.peer().calls(), calls);
     upower.change(displayPath, deviceInterface, QStringLiteral("Percentage"), 48.0);
-    EXPECT_TRUE(eventually([&] { return only().currentCapacity == 48; }));
+    EXPECT_TRUE(eventually([&] { return only().currentCapacity == inHalves(48); }));
 }
 
 TEST_F(PowerSourceTest, withoutASubscriptionEachReadingAsks) {
@@ -241,7 +246,7 @@ TEST_F(PowerSourceTest, withoutASubscriptionEachReadingAsks) {
     fill(upower);
     read();
     upower.properties(displayPath)[QStringLiteral("Percentage")] = 48.0;
-    EXPECT_EQ(only().currentCapacity, 48);
+    EXPECT_EQ(only().currentCapacity, inHalves(48));
 }
 
 TEST_F(PowerSourceTest, aFallingBatteryIsFollowedWithoutAPowerChange) {
@@ -254,12 +259,12 @@ TEST_F(PowerSourceTest, aFallingBatteryIsFollowedWithoutAPowerChange) {
     };
     setUp(30);
     listen();
-    EXPECT_EQ(only().currentCapacity, 30);
+    EXPECT_EQ(only().currentCapacity, inHalves(30));
     EXPECT_EQ(only().timeToEmpty, 20);
     ASSERT_TRUE(eventually([&] { return only().isCharging == false; }));
     changes = 0;
     upower.setProperty(displayPath, deviceInterface, QStringLiteral("Percentage"), 29.5);
-    ASSERT_TRUE(eventually([&] { return only().currentCapacity == 29; }));
+    ASSERT_TRUE(eventually([&] { return only().currentCapacity == inHalves(29); }));
     EXPECT_EQ(changes, 0);
 }
 
@@ -312,20 +317,20 @@ TEST_F(PowerSourceTest, anEndedSubscriptionHearsNothingMore) {
 
 TEST_F(PowerSourceTest, whenUPowerIsAbsentSilentOrRefusesTheKernelTells) {
     addSysfsBattery("70");
-    EXPECT_EQ(only().currentCapacity, 70);
+    EXPECT_EQ(only().currentCapacity, inHalves(70));
     {
         PropertyPeer upower(bus.address(), name);
         fill(upower);
         LinuxPowerSource fresh(connect(), root.path().string(), clock, executor, openPipe());
-        EXPECT_EQ(onWorker([&] { return fresh.readPowerSources(); }).at(0).currentCapacity, 49);
+        EXPECT_EQ(onWorker([&] { return fresh.readPowerSources(); }).at(0).currentCapacity, inHalves(49));
         upower.refuse();
-        EXPECT_EQ(onWorker([&] { return fresh.readPowerSources(); }).at(0).currentCapacity, 70);
+        EXPECT_EQ(onWorker([&] { return fresh.readPowerSources(); }).at(0).currentCapacity, inHalves(70));
         upower.fallSilent();
         const auto before = std::chrono::steady_clock::now();
-        EXPECT_EQ(onWorker([&] { return fresh.readPowerSources(); }).at(0).currentCapacity, 70);
+        EXPECT_EQ(onWorker([&] { return fresh.readPowerSources(); }).at(0).currentCapacity, inHalves(70));
         EXPECT_GE(std::chrono::steady_clock::now() - before, BusService::callLimit / 2);
         const int calls = upower.peer().calls();
-        EXPECT_EQ(onWorker([&] { return fresh.readPowerSources(); }).at(0).currentCapacity, 70);
+        EXPECT_EQ(onWorker([&] { return fresh.readPowerSources(); }).at(0).currentCapacity, inHalves(70));
         EXPECT_EQ(upower.peer().calls(), calls);  // left alone for a while
     }
 }
@@ -334,7 +339,7 @@ TEST_F(PowerSourceTest, aUPowerThatAnswersNonsenseIsNone) {
     addSysfsBattery("70");
     BusPeer upower(bus.address(), name,
                    [](const QDBusMessage& call) { return call.createReply(QStringLiteral("nonsense")); });
-    EXPECT_EQ(only().currentCapacity, 70);
+    EXPECT_EQ(only().currentCapacity, inHalves(70));
 }
 
 TEST_F(PowerSourceTest, aUPowerThatDiesInTheMiddleOfACallAndComesBackIsFollowed) {
@@ -342,7 +347,7 @@ TEST_F(PowerSourceTest, aUPowerThatDiesInTheMiddleOfACallAndComesBackIsFollowed)
     auto upower = std::make_unique<PropertyPeer>(bus.address(), name);
     fill(*upower);
     listen();
-    EXPECT_EQ(only().currentCapacity, 49);
+    EXPECT_EQ(only().currentCapacity, inHalves(49));
     upower->fallSilent();
     upower->announce(displayPath, deviceInterface, {{QStringLiteral("Percentage"), 40.0}}, {});
     const int calls = upower->peer().calls();
@@ -350,22 +355,22 @@ TEST_F(PowerSourceTest, aUPowerThatDiesInTheMiddleOfACallAndComesBackIsFollowed)
         // The signal makes one of these ask.
         while (true) {
             auto sources = source.readPowerSources();
-            if (sources.size() == 1 && sources[0].currentCapacity != 49) return sources;
+            if (sources.size() == 1 && sources[0].currentCapacity != inHalves(49)) return sources;
         }
     });
     ASSERT_TRUE(eventually([&] { return upower->peer().calls() > calls; }));
     upower->peer().leave();
     ASSERT_TRUE(
         eventually([&] { return reading.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
-    EXPECT_EQ(reading.get()[0].currentCapacity, 70);
+    EXPECT_EQ(reading.get()[0].currentCapacity, inHalves(70));
     upower = std::make_unique<PropertyPeer>(bus.address(), name);
     fill(*upower);
-    EXPECT_TRUE(eventually([&] { return only().currentCapacity == 49; }));
+    EXPECT_TRUE(eventually([&] { return only().currentCapacity == inHalves(49); }));
 }
 
 TEST_F(PowerSourceTest, theKernelIsHeardOnlyWhileUPowerIsAway) {
     addSysfsBattery("70");
-    EXPECT_EQ(only().currentCapacity, 70);
+    EXPECT_EQ(only().currentCapacity, inHalves(70));
     EXPECT_EQ(executor.runQueued(), 0);  // for nobody
     listen();
     EXPECT_EQ(executor.runQueued(), 1);
@@ -382,7 +387,7 @@ TEST_F(PowerSourceTest, theKernelIsHeardOnlyWhileUPowerIsAway) {
 
     PropertyPeer upower(bus.address(), name);
     fill(upower);
-    ASSERT_TRUE(eventually([&] { return only().currentCapacity == 49; }));
+    ASSERT_TRUE(eventually([&] { return only().currentCapacity == inHalves(49); }));
     EXPECT_EQ(executor.runQueued(), 1);
     announce("change@/devices/AC|SUBSYSTEM=power_supply|POWER_SUPPLY_NAME=AC|POWER_SUPPLY_ONLINE=0");
     upower.change(daemonPath, name, QStringLiteral("OnBattery"), false);
@@ -399,7 +404,7 @@ TEST_F(PowerSourceTest, anAnnouncementHasTheFolderListedAnew) {
     EXPECT_TRUE(read().empty());
     announce("add@/devices/BAT0|SUBSYSTEM=power_supply|POWER_SUPPLY_NAME=BAT0");
     ASSERT_TRUE(heard(1));
-    EXPECT_EQ(only().currentCapacity, 70);
+    EXPECT_EQ(only().currentCapacity, inHalves(70));
 }
 
 TEST_F(PowerSourceTest, aSocketThatFailsIsHeardNoMore) {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include <filesystem>
 #include <limits>
 #include <map>
@@ -82,6 +84,19 @@ TEST(PowerSupply, mainsAndEverySortOfUsbBringPowerFromOutside) {
     for (const char* type : {"Mains", "USB", "USB_C", "USB_PD", "USB_DCP"})
         EXPECT_TRUE(isExternalSupply(type));
     for (const char* type : {"Battery", "UPS", "Unknown", "", "mains"}) EXPECT_FALSE(isExternalSupply(type));
+}
+
+TEST(PowerSupply, aPercentageIsTheSameWhenItIsWorkedOutAgain) {
+    for (int percentage = 0; percentage < 100; ++percentage) {
+        for (const double part : {0.0, 0.5, 0.999}) {
+            const CapacityShare share = shareOfPercentage(percentage + part);
+            EXPECT_EQ(std::trunc(static_cast<double>(share.current) / static_cast<double>(share.max) * 100),
+                      percentage);
+        }
+    }
+    EXPECT_GE(shareOfPercentage(100).current, shareOfPercentage(100).max);
+    EXPECT_LT(shareOfPercentage(-1e300).current, 0);
+    EXPECT_GT(shareOfPercentage(1e300).current, 200);
 }
 
 TEST(PowerSupply, withoutABatteryThereIsNothing) {
@@ -184,8 +199,8 @@ TEST_F(SysfsPowerSourceTest, readsALaptopOnItsBattery) {
     add("BAT0", laptop);
     add("AC", {{"type", "Mains"}, {"online", "0"}});
     const PowerReading reading = source.read();
-    EXPECT_EQ(reading.sources, (std::vector<PowerSourceDescription>{{.currentCapacity = 50,
-                                                                     .maxCapacity = 100,
+    EXPECT_EQ(reading.sources, (std::vector<PowerSourceDescription>{{.currentCapacity = 101,
+                                                                     .maxCapacity = 200,
                                                                      .isCharging = false,
                                                                      .timeToFullCharge = noEstimate,
                                                                      .timeToEmpty = 121,
@@ -231,7 +246,7 @@ TEST_F(SysfsPowerSourceTest, onlyTheMachinesOwnBatteriesThatAreInCount) {
     write("BAT0", "present", "0");
     EXPECT_EQ(source.read(), PowerReading{});
     write("BAT0", "present", "1");
-    EXPECT_EQ(only().currentCapacity, 50);
+    EXPECT_EQ(only().currentCapacity, 101);
 }
 
 TEST_F(SysfsPowerSourceTest, everyFieldMayFail) {

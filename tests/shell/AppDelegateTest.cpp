@@ -56,6 +56,7 @@ class AppDelegateTest : public testing::Test {
         finishCycle();
         delegate_->applicationDidFinishLaunching();
         ASSERT_EQ(redraws(), 1);
+        ASSERT_TRUE(machine_.executor.runNext());  // the first look for peripherals
     }
 
     /// Waits for the cycle that runs and publishes it. Afterwards the monitor waits for its next one.
@@ -109,7 +110,19 @@ TEST_F(AppDelegateTest, theLaunchShowsTheItemAtOnce) {
     delegate_->applicationDidFinishLaunching();
     EXPECT_EQ(redraws(), 1);
     EXPECT_EQ(item_->calls().setToolTip, 1);
+    ASSERT_TRUE(machine_.executor.runNext());  // the cycle's results or the peripherals
     finishCycle();
+}
+
+TEST_F(AppDelegateTest, peripheralsAreLookedForFromTheLaunchToTheEnd) {
+    make(sink_);
+    EXPECT_EQ(machine_.bluetoothQuery.subscribers.size(), 0u);
+    finishCycle();
+    delegate_->applicationDidFinishLaunching();
+    EXPECT_EQ(machine_.bluetoothQuery.subscribers.size(), 1u);
+    ASSERT_TRUE(machine_.bluetoothFallback.readings.await(1));
+    delegate_.reset();
+    EXPECT_EQ(machine_.bluetoothQuery.subscribers.size(), 0u);
 }
 
 TEST_F(AppDelegateTest, eachCycleRedrawsTheRowALittleLater) {

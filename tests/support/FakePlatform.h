@@ -16,8 +16,10 @@
 #include <vector>
 
 #include "platform/Platform.h"
+#include "support/FakeBluetooth.h"
 #include "support/FakeNetDisk.h"
 #include "support/FakeProcesses.h"
+#include "support/FakeSubscribers.h"
 
 namespace corvanta::test {
 
@@ -173,36 +175,6 @@ class FakeMemoryCounterSource final : public MemoryCounterSource {
     MemoryReading reading;
 };
 
-/// Subscriptions that only tell that they have ended.
-class FakeSubscription final : public Subscription {
-  public:
-    explicit FakeSubscription(std::function<void()> onEnd) : onEnd_(std::move(onEnd)) {}
-    ~FakeSubscription() override { onEnd_(); }
-
-  private:
-    std::function<void()> onEnd_;
-};
-
-/// A list of handlers that `fire` calls; ended subscriptions leave it.
-template <class... Args>
-class FakeSubscribers {
-  public:
-    std::unique_ptr<Subscription> add(std::function<void(Args...)> handler) {
-        const int key = next_++;
-        (*handlers_)[key] = std::move(handler);
-        return std::make_unique<FakeSubscription>([handlers = handlers_, key] { handlers->erase(key); });
-    }
-    void fire(Args... args) {
-        for (const auto& [key, handler] : std::map(*handlers_)) handler(args...);
-    }
-    std::size_t size() const { return handlers_->size(); }
-
-  private:
-    std::shared_ptr<std::map<int, std::function<void(Args...)>>> handlers_ =
-        std::make_shared<std::map<int, std::function<void(Args...)>>>();
-    int next_ = 0;
-};
-
 class FakeMemoryPressureEventSource final : public MemoryPressureEventSource {
   public:
     std::unique_ptr<Subscription> subscribe(const std::string& queueLabel,
@@ -343,6 +315,9 @@ struct FakePlatform {
     FakePowerSourceReader powerSources;
     FakeLowPowerSource lowPower;
     FakePowerChangeSource powerChanges;
+    FakeBluetoothQuery bluetoothQuery;
+    FakeBluetoothFallback bluetoothFallback;
+    FakePeripheralBatterySource peripheralBatteries;
     FakeThermalSource thermal;
     FakeMachineFacts machineFacts;
     FakeDefaultsStore defaults;
@@ -363,6 +338,9 @@ struct FakePlatform {
                       powerSources,
                       lowPower,
                       powerChanges,
+                      bluetoothQuery,
+                      bluetoothFallback,
+                      peripheralBatteries,
                       thermal,
                       machineFacts,
                       defaults,

@@ -4,11 +4,14 @@
 #include <string>
 
 #include "platform/Platform.h"
+#include "platform/linux/BluezQuery.h"
 #include "platform/linux/JsonDefaultsStore.h"
+#include "platform/linux/LinuxBluetoothFallback.h"
 #include "platform/linux/LinuxDriveHealth.h"
-#include "platform/linux/LinuxMachineFacts.h"
 #include "platform/linux/LinuxLowPowerSource.h"
+#include "platform/linux/LinuxMachineFacts.h"
 #include "platform/linux/LinuxMemorySource.h"
+#include "platform/linux/LinuxPeripheralBatteries.h"
 #include "platform/linux/LinuxPowerSource.h"
 #include "platform/linux/LinuxProcessSignaller.h"
 #include "platform/linux/LinuxThermalSource.h"
@@ -52,6 +55,9 @@ class LinuxPlatform {
     LinuxProcessSignaller processSignaller_;
     LinuxPowerSource powerSources_;
     LinuxLowPowerSource lowPower_;
+    BluezQuery bluetoothQuery_;
+    LinuxBluetoothFallback bluetoothFallback_;
+    LinuxPeripheralBatteries peripheralBatteries_;
     LinuxThermalSource thermal_;
     LinuxMachineFacts machineFacts_;
     JsonDefaultsStore defaults_;

@@ -15,11 +15,6 @@ using Batteries = std::vector<BatteryFigures>;
 // Below this the time left is an estimate of nothing: a battery at rest.
 constexpr double leastFlow = 100'000;  // µW
 
-struct Part {
-    std::int64_t current;
-    std::int64_t max;
-};
-
 bool hasContents(const BatteryFigures& battery) {
     return battery.now && battery.full && *battery.full >= 1;
 }
@@ -37,11 +32,13 @@ double sum(const Batteries& batteries, std::optional<std::int64_t> BatteryFigure
     return total;
 }
 
-std::optional<Part> charge(const Batteries& batteries) {
-    if (batteries.size() == 1 && batteries[0].capacity) return Part{*batteries[0].capacity, 100};
+std::optional<CapacityShare> charge(const Batteries& batteries) {
+    if (batteries.size() == 1 && batteries[0].capacity) {
+        return shareOfPercentage(static_cast<double>(*batteries[0].capacity));
+    }
     if (haveOneUnit(batteries) && std::all_of(batteries.begin(), batteries.end(), hasContents)) {
-        return Part{saturatedInt64(sum(batteries, &BatteryFigures::now)),
-                    saturatedInt64(sum(batteries, &BatteryFigures::full))};
+        return CapacityShare{saturatedInt64(sum(batteries, &BatteryFigures::now)),
+                             saturatedInt64(sum(batteries, &BatteryFigures::full))};
     }
     double total = 0;
     for (const BatteryFigures& battery : batteries) {
@@ -53,7 +50,7 @@ std::optional<Part> charge(const Batteries& batteries) {
             return std::nullopt;
         }
     }
-    return Part{saturatedInt64(total), 100 * static_cast<std::int64_t>(batteries.size())};
+    return CapacityShare{saturatedInt64(total), 100 * static_cast<std::int64_t>(batteries.size())};
 }
 
 /// Absent when no battery tells.
@@ -112,6 +109,11 @@ BatteryRegistry registryOf(const Batteries& batteries) {
 }
 
 }  // namespace
+
+CapacityShare shareOfPercentage(double percentage) {
+    const std::int64_t whole = saturatedInt64(std::clamp(percentage, -1.0, 101.0));
+    return {2 * whole + 1, 200};
+}
 
 PowerReading joinedBatteries(const Batteries& batteries, std::optional<bool> isOnMains) {
     if (batteries.empty()) return {};

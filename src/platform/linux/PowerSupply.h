@@ -24,6 +24,17 @@ inline constexpr std::string_view onBatteryState = "Battery Power";
 /// A time that nobody can estimate, in minutes.
 inline constexpr std::int64_t noEstimate = -1;
 
+/// A share of a whole.
+struct CapacityShare {
+    std::int64_t current = 0;
+    std::int64_t max = 0;
+
+    bool operator==(const CapacityShare&) const = default;
+};
+/// A percentage, cut to a whole one, as a share: the middle of that percent. A share that is turned back in
+/// floating point and cut again would else read 28 for 29.
+CapacityShare shareOfPercentage(double percentage);
+
 /// One battery in the kernel's words and units. What it does not tell is absent.
 struct BatteryFigures {
     enum class Unit {

@@ -48,8 +48,9 @@ std::optional<std::int64_t> minutesOf(const QVariantMap& device, const char* pro
 PowerSourceDescription descriptionOf(const QVariantMap& display) {
     PowerSourceDescription source;
     if (const auto percentage = numberOf(display, text("Percentage"))) {
-        source.currentCapacity = saturatedInt64(*percentage);
-        source.maxCapacity = 100;
+        const CapacityShare share = shareOfPercentage(*percentage);
+        source.currentCapacity = share.current;
+        source.maxCapacity = share.max;
     }
     if (const auto state = integerOf(display, text("State"))) source.isCharging = *state == chargingState;
     source.timeToFullCharge = minutesOf(display, "TimeToFull");
