@@ -12,6 +12,7 @@
 #include "core/Saturate.h"
 #include "core/TextForms.h"
 #include "ctl/Json.h"
+#include "monitoring/BluetoothMonitor.h"
 #include "platform/linux/Terminal.h"
 
 namespace corvanta::ctl {
@@ -108,6 +109,7 @@ void LiveSample::refresh() {
     platform_.lowPower.refresh();
     readings_.isLowPowerModeEnabled = platform_.lowPower.isLowPowerModeEnabled();
     thermalState_ = platform_.thermal.thermalState();
+    peripherals_ = BluetoothMonitor::readOnce(platform_);
     moment_ = platform_.clock.now();
 }
 
@@ -158,6 +160,11 @@ std::string LiveSample::text(const OutputOptions& options) const {
         rows.push_back({"Largest process", plainText(largest->name) + " " +
                                                formatBytes(static_cast<double>(largest->residentBytes))});
     }
+    for (const BluetoothDevice& device : peripherals_) {
+        const std::string battery =
+            device.batteryLevel < 0 ? "" : " " + integerText(device.batteryLevel) + "%";
+        rows.push_back({"Bluetooth", plainText(device.name) + battery});
+    }
     return table(rows);
 }
 
@@ -190,12 +197,17 @@ std::string LiveSample::json() const {
         {"processes", processes.size()},
         {"top_cpu_process", nullptr},
         {"top_memory_process", nullptr},
+        {"bluetooth", Json::array()},
     };
     if (const ProcessDetail* busiest = topProcess(processes, &ProcessDetail::cpuUsage)) {
         object["top_cpu_process"] = {{"name", busiest->name}, {"cpu_usage", busiest->cpuUsage}};
     }
     if (const ProcessDetail* largest = topProcess(processes, &ProcessDetail::residentBytes)) {
         object["top_memory_process"] = {{"name", largest->name}, {"resident_bytes", largest->residentBytes}};
+    }
+    for (const BluetoothDevice& device : peripherals_) {
+        const Json level = device.batteryLevel < 0 ? Json(nullptr) : Json(device.batteryLevel);
+        object["bluetooth"].push_back({{"name", device.name}, {"battery_level", level}});
     }
     return dumped(object) + "\n";
 }

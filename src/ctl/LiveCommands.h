@@ -3,8 +3,10 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "ctl/Output.h"
+#include "monitoring/collectors/BluetoothDevice.h"
 #include "monitoring/collectors/MonitoringLoop.h"
 #include "platform/Platform.h"
 #include "settings/AppSettings.h"
@@ -35,6 +37,7 @@ class LiveSample {
     std::shared_ptr<MonitoringLoop> loop_;
     CycleReadings readings_;
     int thermalState_ = 0;
+    std::vector<BluetoothDevice> peripherals_;
     Instant moment_;
 };
 

@@ -96,9 +96,10 @@ TEST_F(StatusTest, jsonIsOneObjectOnOneLine) {
     expectOneLine(finished.out);
 
     const Json object = Json::parse(finished.out);
-    EXPECT_EQ(keys(object), (std::vector<std::string>{"timestamp", "cpu_usage", "memory", "disk", "network",
-                                                      "battery", "low_power_mode", "thermal_state",
-                                                      "processes", "top_cpu_process", "top_memory_process"}));
+    EXPECT_EQ(keys(object),
+              (std::vector<std::string>{"timestamp", "cpu_usage", "memory", "disk", "network", "battery",
+                                        "low_power_mode", "thermal_state", "processes", "top_cpu_process",
+                                        "top_memory_process", "bluetooth"}));
     EXPECT_EQ(keys(object.at("memory")),
               (std::vector<std::string>{"total", "available", "active", "wired", "compressed", "swap_used",
                                         "estimated_pressure", "estimated_pressure_level", "pressure_level"}));
