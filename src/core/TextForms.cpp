@@ -67,6 +67,15 @@ std::string percentText(double percentage) {
     return fixedText(percentage, 0) + "%";
 }
 
+std::string hoursAndMinutesString(std::int64_t minutes) {
+    return integerText(minutes / 60) + "h " + integerText(minutes % 60) + "m";
+}
+
+std::string_view chargingStateLabel(bool isCharging, bool isPluggedIn) {
+    if (isCharging) return "Charging";
+    return isPluggedIn ? "Plugged In, Not Charging" : "On Battery";
+}
+
 std::string_view thermalWord(int state) {
     switch (state) {
         case 0:

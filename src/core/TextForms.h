@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -26,6 +27,12 @@ std::string durationString(double seconds);
 
 /// A percentage without decimals, as in "42%".
 std::string percentText(double percentage);
+
+/// Minutes as "2h 1m".
+std::string hoursAndMinutesString(std::int64_t minutes);
+
+/// How a battery is fed: "Charging", "Plugged In, Not Charging" or "On Battery".
+std::string_view chargingStateLabel(bool isCharging, bool isPluggedIn);
 
 /// The word for a platform thermal state: 0 "Nominal", 1 "Fair", 2 "Serious", 3 "Critical", else "Unknown".
 std::string_view thermalWord(int state);

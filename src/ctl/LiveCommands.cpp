@@ -2,6 +2,7 @@
 #include "ctl/LiveCommands.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 #include <vector>
 
@@ -19,6 +20,9 @@ namespace corvanta::ctl {
 namespace {
 
 constexpr double statusInterval = 0.5;  // seconds between the two readings
+// How long `status` waits for the drives, of which a service or a program must be asked.
+constexpr double drivesLimit = 3.0;      // seconds
+constexpr double drivesInterval = 0.05;  // seconds
 
 // The screen is cleared once; after that each picture is drawn over the last one, which doesn't flicker.
 constexpr std::string_view hideCursorAndClear = "\x1b[?25l\x1b[2J";
@@ -31,6 +35,10 @@ std::string speedText(double bytesPerSecond) {
     return NetworkSpeedFormatter::string(bytesPerSecond, NetworkFormat::auto_);
 }
 
+constexpr double secondsOf(std::chrono::seconds time) {
+    return static_cast<double>(time.count());
+}
+
 /// The process with the most of something; null when there is none.
 template <class Value>
 const ProcessDetail* topProcess(const std::vector<ProcessDetail>& processes, Value ProcessDetail::*value) {
@@ -40,22 +48,14 @@ const ProcessDetail* topProcess(const std::vector<ProcessDetail>& processes, Val
     return top == processes.end() ? nullptr : &*top;
 }
 
-std::string minutesText(std::int64_t minutes) {
-    return integerText(minutes / 60) + "h " + integerText(minutes % 60) + "m";
-}
-
 std::string batteryText(const BatteryDetails& battery) {
-    std::string text = integerText(battery.percentage) + "%";
-    if (battery.isCharging) {
-        text += " (Charging)";
-        if (battery.timeRemaining) text += ", full in " + minutesText(*battery.timeRemaining);
-    } else if (battery.isPluggedIn) {
-        text += " (Plugged In, Not Charging)";
-    } else {
-        text += " (On Battery)";
-        if (battery.timeRemaining) text += ", " + minutesText(*battery.timeRemaining) + " remaining";
-    }
-    return text;
+    std::string text = integerText(battery.percentage) + "% (";
+    text += chargingStateLabel(battery.isCharging, battery.isPluggedIn);
+    text += ")";
+    if (!battery.timeRemaining) return text;
+    const std::string time = hoursAndMinutesString(*battery.timeRemaining);
+    if (battery.isCharging) return text + ", full in " + time;
+    return battery.isPluggedIn ? text : text + ", " + time + " remaining";
 }
 
 std::optional<std::string> batteryHealthText(const BatteryDetails& battery) {
@@ -96,8 +96,11 @@ std::string drawnOver(std::string_view text) {
 }  // namespace
 
 LiveSample::LiveSample(const Platform& platform)
-    : platform_(platform), loop_(MonitoringLoop::create(platform, makeCollectorSet(platform), {})) {
-    refresh();
+    : platform_(platform),
+      loop_(MonitoringLoop::create(platform, makeCollectorSet(platform), {})),
+      peripheralsGate_(secondsOf(BluetoothMonitor::refreshInterval)) {
+    loop_->collect({});
+    platform_.thermal.thermalState();  // which is known some time after it was first asked for
 }
 
 LiveSample::~LiveSample() {
@@ -106,11 +109,19 @@ LiveSample::~LiveSample() {
 
 void LiveSample::refresh() {
     readings_ = loop_->collect({});
-    platform_.lowPower.refresh();
+    moment_ = platform_.clock.now();
     readings_.isLowPowerModeEnabled = platform_.lowPower.isLowPowerModeEnabled();
     thermalState_ = platform_.thermal.thermalState();
-    peripherals_ = BluetoothMonitor::readOnce(platform_);
-    moment_ = platform_.clock.now();
+    if (peripheralsGate_.shouldRefresh(platform_.clock.systemUptime())) {
+        peripherals_ = BluetoothMonitor::readOnce(platform_);
+    }
+}
+
+void LiveSample::awaitDrives() const {
+    for (double waited = 0; waited < drivesLimit && loop_->collectors().disk->isAskingDrives();
+         waited += drivesInterval) {
+        platform_.waiter.wait(drivesInterval, {});
+    }
 }
 
 void LiveSample::refreshAll() {
@@ -163,7 +174,7 @@ std::string LiveSample::text(const OutputOptions& options) const {
     for (const BluetoothDevice& device : peripherals_) {
         const std::string battery =
             device.batteryLevel < 0 ? "" : " " + integerText(device.batteryLevel) + "%";
-        rows.push_back({"Bluetooth", plainText(device.name) + battery});
+        rows.push_back({"Peripheral", plainText(device.name) + battery});
     }
     return table(rows);
 }
@@ -197,7 +208,7 @@ std::string LiveSample::json() const {
         {"processes", processes.size()},
         {"top_cpu_process", nullptr},
         {"top_memory_process", nullptr},
-        {"bluetooth", Json::array()},
+        {"peripherals", Json::array()},
     };
     if (const ProcessDetail* busiest = topProcess(processes, &ProcessDetail::cpuUsage)) {
         object["top_cpu_process"] = {{"name", busiest->name}, {"cpu_usage", busiest->cpuUsage}};
@@ -207,7 +218,7 @@ std::string LiveSample::json() const {
     }
     for (const BluetoothDevice& device : peripherals_) {
         const Json level = device.batteryLevel < 0 ? Json(nullptr) : Json(device.batteryLevel);
-        object["bluetooth"].push_back({{"name", device.name}, {"battery_level", level}});
+        object["peripherals"].push_back({{"name", device.name}, {"battery_level", level}});
     }
     return dumped(object) + "\n";
 }
@@ -216,6 +227,7 @@ int runStatus(const Platform& platform, const OutputOptions& options) {
     LiveSample sample(platform);
     platform.waiter.wait(statusInterval, {});
     sample.refreshAll();
+    sample.awaitDrives();
     return print(options.json ? sample.json() : sample.text(options)) ? 0 : 1;
 }
 

@@ -8,6 +8,7 @@
 #include "ctl/Output.h"
 #include "monitoring/collectors/BluetoothDevice.h"
 #include "monitoring/collectors/MonitoringLoop.h"
+#include "monitoring/collectors/MonitoringRefreshGate.h"
 #include "platform/Platform.h"
 #include "settings/AppSettings.h"
 
@@ -23,10 +24,12 @@ class LiveSample {
     ~LiveSample();
 
     /// Reads again; rates cover the time since the last reading, but for the processes, whose list is up to
-    /// 10 s old.
+    /// 10 s old, and the peripherals, which are up to 15 s old.
     void refresh();
     /// The same, with a fresh list of processes.
     void refreshAll();
+    /// Waits until the drives have told of themselves, but not for long.
+    void awaitDrives() const;
 
     std::string text(const OutputOptions& options) const;
     /// One JSON object on one line.
@@ -38,6 +41,7 @@ class LiveSample {
     CycleReadings readings_;
     int thermalState_ = 0;
     std::vector<BluetoothDevice> peripherals_;
+    MonitoringRefreshGate peripheralsGate_;
     Instant moment_;
 };
 

@@ -91,6 +91,11 @@ bool isAnsweredWithYes(const ProcessConfirmation& question) {
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
+int failWithoutList() {
+    complain("The system gives no list of processes.");
+    return 1;
+}
+
 int fail(const ProcessNotice& notice) {
     complain(plainText(notice.title) + ": " + plainText(notice.message));
     return 1;
@@ -103,10 +108,7 @@ int runProcesses(const Platform& platform, const ProcessListing& listing, const 
     monitor.getAllProcesses(true, platform.clock.systemUptime());
     platform.waiter.wait(measuringTime, {});
     const ProcessList processes = monitor.getAllProcesses(true, platform.clock.systemUptime());
-    if (processes->empty()) {
-        complain("The system gives no list of processes.");
-        return 1;
-    }
+    if (processes->empty()) return failWithoutList();
     const ProcessSortOrder order = {{listing.sortColumn, SortDirection::descending}};
     const bool isWritten = listing.isGrouped ? printRows(groupedProcesses(*processes, order, ""),
                                                          titles(combinedColumns), listing, options)
@@ -117,9 +119,13 @@ int runProcesses(const Platform& platform, const ProcessListing& listing, const 
 
 int runQuit(const Platform& platform, std::int64_t pid, bool force, bool isConfirmed) {
     ProcessSignaller& signaller = platform.processSignaller;
+    if (const auto refusal = ProcessControl::refusal(pid, "", signaller.ownProcessID())) {
+        return fail(refusalNotice(*refusal));  // which the id alone decides
+    }
     ProcessMonitor monitor(platform.processes, platform.clock, physicalMemory(platform));
     const auto held = signaller.hold(pid);
     const ProcessList asked = monitor.getAllProcesses(true, platform.clock.systemUptime());
+    if (asked->empty()) return failWithoutList();
     const auto found = std::find_if(asked->begin(), asked->end(),
                                     [pid](const ProcessDetail& process) { return process.id == pid; });
     if (found == asked->end()) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <CLI/CLI.hpp>
-#include <QCoreApplication>
 #include <QLocale>
+#include <csignal>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -93,6 +93,7 @@ TimeRange chosenRange(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN);  // a reader that has gone is found when writing
     Options options;
     CLI::App app(
         "Corvanta's companion for the terminal: it looks at this machine and at the stored history, and "
@@ -125,7 +126,8 @@ int main(int argc, char** argv) {
     const QLocale locale = QLocale::system();
     setUserNumberSymbols({locale.decimalPoint().toStdString(), locale.groupSeparator().toStdString()});
     try {
-        Companion companion(options);
+        // Never destroyed: a task that is left behind may still use the platform.
+        static auto& companion = *new Companion(options);
         const Platform& ports = companion.platform->ports();
         const Options& chosen = companion.options;
         if (status->parsed()) return ctl::runStatus(ports, chosen.output);

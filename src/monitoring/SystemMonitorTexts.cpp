@@ -22,10 +22,6 @@ std::string line(std::string_view title, std::string_view value) {
     return std::string(lineStart).append(title).append(value);
 }
 
-std::string hoursAndMinutes(std::int64_t minutes) {
-    return integerText(minutes / 60) + "h " + integerText(minutes % 60) + "m";
-}
-
 }  // namespace
 
 std::string SystemMonitor::formattedCPU() const {
@@ -131,15 +127,11 @@ std::string SystemMonitor::networkTooltip() const {
 }
 
 std::string SystemMonitor::batteryTooltip() const {
-    std::string text = "Battery: " + formattedBattery();
-    if (isBatteryCharging_) {
-        text += " (Charging)";
-        if (batteryTimeRemaining_) text += line("Time to Full: ", hoursAndMinutes(*batteryTimeRemaining_));
-    } else if (isBatteryPluggedIn_) {
-        text += " (Plugged In, Not Charging)";
-    } else {
-        text += " (On Battery)";
-        if (batteryTimeRemaining_) text += line("Time Remaining: ", hoursAndMinutes(*batteryTimeRemaining_));
+    std::string text = "Battery: " + formattedBattery() + " (";
+    text.append(chargingStateLabel(isBatteryCharging_, isBatteryPluggedIn_)).append(")");
+    if (batteryTimeRemaining_ && (isBatteryCharging_ || !isBatteryPluggedIn_)) {
+        text += line(isBatteryCharging_ ? "Time to Full: " : "Time Remaining: ",
+                     hoursAndMinutesString(*batteryTimeRemaining_));
     }
     text += line("Low Power Mode: ", isLowPowerModeEnabled_ ? "On" : "Off");
     if (batteryHealth_ && batteryCycleCount_) {

@@ -24,6 +24,20 @@ struct SpeedRow {
     const char* text;
 };
 
+TEST(HoursAndMinutesString, keepsHoursBeyondADay) {
+    EXPECT_EQ(hoursAndMinutesString(0), "0h 0m");
+    EXPECT_EQ(hoursAndMinutesString(59), "0h 59m");
+    EXPECT_EQ(hoursAndMinutesString(121), "2h 1m");
+    EXPECT_EQ(hoursAndMinutesString(5999), "99h 59m");
+}
+
+TEST(ChargingStateLabel, chargingGoesBeforeBeingPluggedIn) {
+    EXPECT_EQ(chargingStateLabel(true, true), "Charging");
+    EXPECT_EQ(chargingStateLabel(true, false), "Charging");
+    EXPECT_EQ(chargingStateLabel(false, true), "Plugged In, Not Charging");
+    EXPECT_EQ(chargingStateLabel(false, false), "On Battery");
+}
+
 TEST(NetworkSpeedFormatter, writesEveryFormat) {
     const std::vector<SpeedRow> rows = {
         // auto: the thresholds are inclusive and test the unrounded value

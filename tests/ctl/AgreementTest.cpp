@@ -56,8 +56,8 @@ class AgreementTest : public CtlTest {
 };
 
 TEST_F(AgreementTest, memoryIsThatOfFree) {
-    const auto mem = numbersOf(outputOf("free -b | grep ^Mem:"));
-    const auto swap = numbersOf(outputOf("free -b | grep ^Swap:"));
+    const auto mem = numbersOf(outputOf("LC_ALL=C free -b | grep ^Mem:"));
+    const auto swap = numbersOf(outputOf("LC_ALL=C free -b | grep ^Swap:"));
     const Json memory = json("status").at("memory");
     ASSERT_EQ(mem.size(), 6U);
     ASSERT_EQ(swap.size(), 3U);

@@ -81,7 +81,9 @@ TEST_F(StatusTest, textHasOneLineForEachFigure) {
         "Processes         \\d+\n"
         "Busiest process   .+ [\\d.]+%\n"
         "Largest process   .+ " +
-        size + "\n");
+        size +
+        "\n"
+        "(Peripheral        .+\n)*");
     EXPECT_TRUE(std::regex_match(finished.out, whole)) << finished.out;
     EXPECT_NE(finished.out.find(" of " + formatBytes(memInfoBytes("MemTotal")) + "\n"), std::string::npos)
         << finished.out;
@@ -99,7 +101,7 @@ TEST_F(StatusTest, jsonIsOneObjectOnOneLine) {
     EXPECT_EQ(keys(object),
               (std::vector<std::string>{"timestamp", "cpu_usage", "memory", "disk", "network", "battery",
                                         "low_power_mode", "thermal_state", "processes", "top_cpu_process",
-                                        "top_memory_process", "bluetooth"}));
+                                        "top_memory_process", "peripherals"}));
     EXPECT_EQ(keys(object.at("memory")),
               (std::vector<std::string>{"total", "available", "active", "wired", "compressed", "swap_used",
                                         "estimated_pressure", "estimated_pressure_level", "pressure_level"}));

@@ -138,11 +138,12 @@ TEST_F(WatchTest, textInAPipeIsPlainAndParted) {
 }
 
 TEST_F(WatchTest, endsWhenItsReaderHasGone) {
-    const std::string pipeline = std::string(CORVANTACTL_PROGRAM) + " watch --json | head -n 1";
+    const std::string pipeline =
+        "{ " + std::string(CORVANTACTL_PROGRAM) + " watch --json; echo $? >&2; } | head -n 1";
     Program shell("/bin/sh", {QStringLiteral("-c"), QString::fromStdString(pipeline)}, user_.environment());
     EXPECT_EQ(shell.exitCode(), 0);
     EXPECT_TRUE(Json::accept(shell.output()));
-    EXPECT_EQ(shell.errors(), "");
+    EXPECT_EQ(shell.errors(), "1\n");  // in good order, and without a word
 }
 
 }  // namespace

@@ -43,6 +43,8 @@ class DiskCollector {
     /// The last verdict on the drive, and its name. Any thread.
     virtual SMARTStatus smartStatus() const { return SMARTStatus::unknown; }
     virtual std::string diskModel() const { return "Unknown"; }
+    /// Whether these two are still being asked for. Any thread.
+    virtual bool isAskingDrives() const { return false; }
 };
 
 class BatteryCollector {

@@ -65,6 +65,11 @@ std::string DiskMonitor::diskModel() const {
     return state_->verdict.model;
 }
 
+bool DiskMonitor::isAskingDrives() const {
+    LockGuard guard(state_->stateLock);
+    return state_->refreshInProgress;
+}
+
 void DiskMonitor::refreshSMARTStatus() {
     {
         LockGuard guard(state_->stateLock);

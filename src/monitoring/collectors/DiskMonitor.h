@@ -44,6 +44,7 @@ class DiskMonitor final : public DiskCollector {
 
     SMARTStatus smartStatus() const override;
     std::string diskModel() const override;
+    bool isAskingDrives() const override;
 
     /// Asks the drives in the background, unless a query is queued or running.
     void refreshSMARTStatus();

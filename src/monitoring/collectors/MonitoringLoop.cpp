@@ -94,7 +94,10 @@ CycleReadings MonitoringLoop::collect(const std::stop_token& stop) {
         [&] { readings.cpuUsage = collectors_.cpu->getCPUUsage(); },
         [&] { readings.ram = collectors_.ram->getRAMUsage(); },
         [&] { readings.disk = collectors_.disk->getDiskUsage(clock_.systemUptime()); },
-        [&] { readings.battery = collectors_.battery->getBatteryUsage(clock_.systemUptime()); },
+        [&] {
+            readings.battery = collectors_.battery->getBatteryUsage(clock_.systemUptime());
+            lowPower_.refresh();
+        },
         [&] { readings.network = collectors_.network->getNetworkSpeed(); },
         [&] { readings.processes = collectors_.processes->getAllProcesses(false, clock_.systemUptime()); },
     };
@@ -108,7 +111,6 @@ CycleReadings MonitoringLoop::collect(const std::stop_token& stop) {
 void MonitoringLoop::collectAndPublishMetrics(const std::stop_token& stop) {
     const auto readings = std::make_shared<CycleReadings>(collect(stop));
     if (stop.stop_requested()) return;
-    lowPower_.refresh();
     readings->isLowPowerModeEnabled = lowPower_.isLowPowerModeEnabled();
 
     const auto isPublished = std::make_shared<std::atomic<bool>>(false);
