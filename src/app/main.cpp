@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QApplication>
-#include <QDBusConnection>
 #include <QLocale>
 #include <csignal>
 #include <cstdio>
@@ -11,6 +10,7 @@
 #include "core/Log.h"
 #include "core/NumberText.h"
 #include "monitoring/QtExecutor.h"
+#include "platform/linux/Buses.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/PrivateFile.h"
 #include "platform/linux/XdgDirectories.h"
@@ -52,8 +52,7 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
     useNumberSymbolsOf(QLocale::system());
 
-    SingleInstance instance(QString::fromStdString(paths->databaseFile + ".lock"),
-                            QDBusConnection::sessionBus());
+    SingleInstance instance(QString::fromStdString(paths->databaseFile + ".lock"), sessionBusIfThere());
     const auto request =
         arguments.openCenter ? SingleInstance::Request::openCenter : SingleInstance::Request::activate;
     const SingleInstance::Outcome outcome = instance.start(request);

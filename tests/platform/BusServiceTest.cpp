@@ -35,6 +35,10 @@ class BusServiceTest : public testing::Test {
     static BusPeer::Answer repliesWith(const QVariant& value) {
         return [value](const QDBusMessage& call) { return call.createReply(value); };
     }
+    static QDBusMessage cannotStart(const QDBusMessage& call) {
+        return call.createErrorReply(QStringLiteral("org.freedesktop.systemd1.UnitMasked"),
+                                     QStringLiteral("Unit is masked."));
+    }
     static QDBusMessage never(const QDBusMessage&) { return {}; }
 
     PrivateBus bus;
@@ -61,10 +65,7 @@ TEST_F(BusServiceTest, anErrorIsARefusal) {
 }
 
 TEST_F(BusServiceTest, aServiceThatMayNotBeStartedIsAbsent) {
-    const BusPeer peer(bus.address(), name, [](const QDBusMessage& call) {
-        return call.createErrorReply(QStringLiteral("org.freedesktop.systemd1.UnitMasked"),
-                                     QStringLiteral("Unit is masked."));
-    });
+    const BusPeer peer(bus.address(), name, cannotStart);
     BusService service = this->service();
     EXPECT_EQ(ask(service).kind, BusAnswer::Kind::absent);
     EXPECT_EQ(ask(service).kind, BusAnswer::Kind::absent);
@@ -98,6 +99,39 @@ TEST_F(BusServiceTest, aServiceThatIsHeardToComeIsAskedAtOnce) {
     const BusPeer peer(bus.address(), name, repliesWith(1));
     ASSERT_TRUE(eventually([&] { return service.changes() != before; }));
     EXPECT_EQ(ask(service).kind, BusAnswer::Kind::reply);
+}
+
+TEST_F(BusServiceTest, anAbsentServiceThatIsListenedToIsAskedOnce) {
+    const BusPeer peer(bus.address(), name, cannotStart);
+    BusService service = this->service(0s);
+    const auto subscription = service.subscribe([](const QDBusMessage&) {});
+    ASSERT_TRUE(onWorker([&] { return service.listen(); }));
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(ask(service).kind, BusAnswer::Kind::absent);
+    EXPECT_EQ(peer.calls(), 1);
+}
+
+TEST_F(BusServiceTest, aSilentServiceThatIsListenedToIsAskedAgainAfterThePause) {
+    const BusPeer peer(bus.address(), name, never);
+    BusService service = this->service(0s);
+    const auto subscription = service.subscribe([](const QDBusMessage&) {});
+    ASSERT_TRUE(onWorker([&] { return service.listen(); }));
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(ask(service, 50ms).kind, BusAnswer::Kind::silent);
+    EXPECT_EQ(peer.calls(), 2);
+}
+
+TEST_F(BusServiceTest, aServiceThatIsHeardWhileACallFailsIsAskedAgainAtOnce) {
+    BusService service = this->service();
+    const auto subscription = service.subscribe([](const QDBusMessage&) {});
+    BusPeer peer(bus.address(), name, never);
+    peer.setAnswer([&](const QDBusMessage& call) {
+        const auto before = service.changes();
+        peer.emitSignal(path, interface, QStringLiteral("Rang"));
+        EXPECT_TRUE(eventually([&] { return service.changes() != before; }));
+        return cannotStart(call);
+    });
+    ASSERT_TRUE(onWorker([&] { return service.listen(); }));
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(ask(service).kind, BusAnswer::Kind::absent);
+    EXPECT_EQ(peer.calls(), 2);
 }
 
 TEST_F(BusServiceTest, aServiceThatNeverAnswersIsSilentAndThenLeftAlone) {

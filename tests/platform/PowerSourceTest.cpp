@@ -6,9 +6,13 @@
 #include <unistd.h>
 
 #include <QDBusConnection>
+#include <QScopeGuard>
+#include <atomic>
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <limits>
+#include <utility>
 
 #include "monitoring/collectors/BatteryMonitor.h"
 #include "support/Eventually.h"
@@ -86,6 +90,10 @@ class PowerSourceTest : public testing::Test {
         EXPECT_EQ(sources.size(), 1U);
         return sources.empty() ? PowerSourceDescription{} : sources[0];
     }
+    PowerReading reading() {
+        auto sources = read();
+        return {std::move(sources), source.readBatteryRegistry()};
+    }
     BatteryRegistry registry() { return source.readBatteryRegistry().value_or(BatteryRegistry{}); }
     std::optional<BatteryDetails> details() {
         return onWorker([&] { return BatteryMonitor(source).getBatteryUsage(0); });
@@ -110,6 +118,10 @@ class PowerSourceTest : public testing::Test {
         root.write("class/power_supply/BAT0/type", "Battery\n");
         root.write("class/power_supply/BAT0/status", "Discharging\n");
         root.write("class/power_supply/BAT0/capacity", capacity + "\n");
+    }
+    void addMains() {
+        root.write("class/power_supply/AC/type", "Mains\n");
+        root.write("class/power_supply/AC/online", "0\n");
     }
     /// Subscribes, and makes sure that signals are heard.
     void listen() {
@@ -169,13 +181,14 @@ TEST_F(PowerSourceTest, aDesktopsSupplyAgainstPowerCutsIsNoBattery) {
     EXPECT_EQ(details(), std::nullopt);
 }
 
-TEST_F(PowerSourceTest, theFirstOwnBatteryHasTheCyclesAndAllHaveTheCapacities) {
+TEST_F(PowerSourceTest, theMostUsedOwnBatteryHasTheCyclesAndAllHaveTheCapacities) {
     PropertyPeer upower(bus.address(), name);
     fill(upower);
     const QString mouse = batteryPath + QStringLiteral("_a_mouse");
     const QString second = batteryPath + QStringLiteral("_second");
     upower.properties(mouse) = {{QStringLiteral("Type"), 2u},
                                 {QStringLiteral("PowerSupply"), false},
+                                {QStringLiteral("ChargeCycles"), 5000},
                                 {QStringLiteral("EnergyFull"), 1.0},
                                 {QStringLiteral("EnergyFullDesign"), 1.0}};
     upower.properties(second) = upower.properties(batteryPath);
@@ -183,12 +196,15 @@ TEST_F(PowerSourceTest, theFirstOwnBatteryHasTheCyclesAndAllHaveTheCapacities) {
     upower.properties(second)[QStringLiteral("EnergyFullDesign")] = 60.0004;
     read();
     EXPECT_EQ(registry(),
-              (BatteryRegistry{.cycleCount = 312, .rawMaxCapacity = 97000, .designCapacity = 117000}));
+              (BatteryRegistry{.cycleCount = 900, .rawMaxCapacity = 97000, .designCapacity = 117000}));
     for (const int unknown : {0, -1}) {
-        upower.properties(batteryPath)[QStringLiteral("ChargeCycles")] = unknown;
+        upower.properties(second)[QStringLiteral("ChargeCycles")] = unknown;
         read();
-        EXPECT_EQ(registry().cycleCount, std::nullopt);
+        EXPECT_EQ(registry().cycleCount, 312);
     }
+    upower.properties(batteryPath)[QStringLiteral("ChargeCycles")] = 0;
+    read();
+    EXPECT_EQ(registry().cycleCount, std::nullopt);
     upower.properties(second)[QStringLiteral("EnergyFullDesign")] = 0.0;
     read();
     EXPECT_EQ(registry().rawMaxCapacity, 48500);
@@ -197,34 +213,79 @@ TEST_F(PowerSourceTest, theFirstOwnBatteryHasTheCyclesAndAllHaveTheCapacities) {
 TEST_F(PowerSourceTest, aWrongTypeInAnyPropertyIsNoValue) {
     PropertyPeer upower(bus.address(), name);
     fill(upower);
-    for (const QString& path : {daemonPath, displayPath, batteryPath}) {
-        const QVariantMap properties = upower.properties(path);
-        for (const QString& property : properties.keys()) {
-            for (const QVariant& wrong : {QVariant(QStringLiteral("text")), QVariant(QStringList()),
-                                          QVariant(QVariantMap()), QVariant(std::nan("")), QVariant(HUGE_VAL),
-                                          QVariant(std::numeric_limits<qulonglong>::max())}) {
-                upower.properties(path)[property] = wrong;
-                EXPECT_LE(details().value_or(BatteryDetails{}).percentage, 49) << property.toStdString();
-                upower.properties(path) = properties;
-            }
+    const PowerReading sound = reading();
+    ASSERT_EQ(sound.sources.size(), 1U);
+    const auto withSource = [&](const std::function<void(PowerSourceDescription&)>& change) {
+        PowerReading other = sound;
+        change(other.sources.at(0));
+        return other;
+    };
+    const auto withRegistry = [&](const BatteryRegistry& registry) {
+        return PowerReading{sound.sources, registry};
+    };
+    struct Row {
+        QString path;
+        const char* property;
+        PowerReading expected;
+    };
+    const PowerReading withoutCharge =
+        withSource([](auto& battery) { battery.currentCapacity = battery.maxCapacity = std::nullopt; });
+    const Row rows[] = {
+        {daemonPath, "OnBattery", withSource([](auto& battery) { battery.powerSourceState.reset(); })},
+        {displayPath, "Type", {{}, std::nullopt}},
+        {displayPath, "IsPresent", {{}, std::nullopt}},
+        {displayPath, "Percentage", withoutCharge},
+        {displayPath, "State", withSource([](auto& battery) { battery.isCharging.reset(); })},
+        {displayPath, "TimeToEmpty", withSource([](auto& battery) { battery.timeToEmpty.reset(); })},
+        {displayPath, "TimeToFull", withSource([](auto& battery) { battery.timeToFullCharge.reset(); })},
+        {batteryPath, "Type", withRegistry({})},
+        {batteryPath, "PowerSupply", withRegistry({})},
+        {batteryPath, "ChargeCycles", withRegistry({.rawMaxCapacity = 48500, .designCapacity = 57000})},
+        {batteryPath, "EnergyFull", withRegistry({.cycleCount = 312})},
+        {batteryPath, "EnergyFullDesign", withRegistry({.cycleCount = 312})},
+    };
+    for (const Row& row : rows) {
+        QVariantMap& properties = upower.properties(row.path);
+        const QString property = QString::fromLatin1(row.property);
+        const QVariant right = properties.value(property);
+        ASSERT_TRUE(right.isValid()) << row.property;
+        for (const QVariant& wrong :
+             {QVariant(QStringLiteral("text")), QVariant(QStringList()), QVariant(QVariantMap()),
+              QVariant(std::nan("")), QVariant(HUGE_VAL), QVariant(std::numeric_limits<qulonglong>::max())}) {
+            properties[property] = wrong;
+            EXPECT_EQ(reading(), row.expected) << row.property << " as " << wrong.typeName();
         }
+        properties[property] = right;
     }
-    upower.properties(daemonPath)[QStringLiteral("OnBattery")] = QStringLiteral("yes");
-    EXPECT_EQ(only().powerSourceState, std::nullopt);
+    upower.listDevicesAs(QStringLiteral("text"));
+    EXPECT_EQ(reading(), withRegistry({}));
 }
 
 TEST_F(PowerSourceTest, absurdFiguresStayFigures) {
     PropertyPeer upower(bus.address(), name);
     fill(upower);
     for (const double figure : {1e300, -1e300, 250.0, -0.5}) {
-        upower.properties(displayPath)[QStringLiteral("Percentage")] = figure;
         upower.properties(batteryPath)[QStringLiteral("EnergyFull")] = figure;
-        EXPECT_EQ(details().value().percentage, figure > 0 ? 100 : 0);
+        EXPECT_EQ(details().value().percentage, 49);
     }
     for (const qlonglong seconds :
          {std::numeric_limits<qlonglong>::min(), std::numeric_limits<qlonglong>::max(), -1ll, 59ll}) {
         upower.properties(displayPath)[QStringLiteral("TimeToEmpty")] = seconds;
         EXPECT_EQ(details().value().timeRemaining, std::nullopt);
+    }
+}
+
+TEST_F(PowerSourceTest, aPercentageBelowNoneOrAboveAllIsNone) {
+    PropertyPeer upower(bus.address(), name);
+    fill(upower);
+    for (const double percentage : {-1.0, 101.0, 255.0}) {
+        upower.properties(displayPath)[QStringLiteral("Percentage")] = percentage;
+        EXPECT_EQ(only().currentCapacity, std::nullopt) << percentage;
+        EXPECT_EQ(only().maxCapacity, std::nullopt) << percentage;
+    }
+    for (const double percentage : {0.0, 100.0}) {
+        upower.properties(displayPath)[QStringLiteral("Percentage")] = percentage;
+        EXPECT_EQ(details().value().percentage, percentage);
     }
 }
 
@@ -351,18 +412,22 @@ TEST_F(PowerSourceTest, aUPowerThatDiesInTheMiddleOfACallAndComesBackIsFollowed)
     upower->fallSilent();
     upower->announce(displayPath, deviceInterface, {{QStringLiteral("Percentage"), 40.0}}, {});
     const int calls = upower->peer().calls();
+    std::atomic<bool> mustStop = false;
     auto reading = std::async(std::launch::async, [&] {
+        std::vector<PowerSourceDescription> sources;
         // The signal makes one of these ask.
-        while (true) {
-            auto sources = source.readPowerSources();
-            if (sources.size() == 1 && sources[0].currentCapacity != inHalves(49)) return sources;
+        while (!mustStop) {
+            sources = source.readPowerSources();
+            if (sources.size() == 1 && sources[0].currentCapacity != inHalves(49)) break;
         }
+        return sources;
     });
+    const auto stop = qScopeGuard([&] { mustStop = true; });
     ASSERT_TRUE(eventually([&] { return upower->peer().calls() > calls; }));
     upower->peer().leave();
     ASSERT_TRUE(
         eventually([&] { return reading.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
-    EXPECT_EQ(reading.get()[0].currentCapacity, inHalves(70));
+    EXPECT_EQ(reading.get().at(0).currentCapacity, inHalves(70));
     upower = std::make_unique<PropertyPeer>(bus.address(), name);
     fill(*upower);
     EXPECT_TRUE(eventually([&] { return only().currentCapacity == inHalves(49); }));
@@ -396,7 +461,33 @@ TEST_F(PowerSourceTest, theKernelIsHeardOnlyWhileUPowerIsAway) {
     EXPECT_EQ(opened, 1);
 }
 
+TEST_F(PowerSourceTest, theKernelIsHeardOnlyOnAMachineWithSuppliesOfItsOwn) {
+    const std::string supplies = "class/power_supply/";
+    root.write(supplies + "mouse/type", "Battery\n");
+    root.write(supplies + "mouse/scope", "Device\n");
+    root.write(supplies + "ups/type", "UPS\n");
+    listen();
+    EXPECT_EQ(executor.queued(), 0U);
+    addMains();
+    clock.advance(SysfsPowerSource::listInterval);
+    read();
+    EXPECT_EQ(executor.runQueued(), 1);
+    EXPECT_EQ(opened, 1);
+    std::filesystem::remove_all(root.file(supplies + "AC"));
+    clock.advance(SysfsPowerSource::listInterval);
+    read();
+    EXPECT_EQ(executor.runQueued(), 1);
+    announce("add@/devices/BAT0|SUBSYSTEM=power_supply|POWER_SUPPLY_NAME=BAT0");
+    EXPECT_FALSE(eventually([&] { return changes > 0; }, 100));
+    addSysfsBattery("70");
+    clock.advance(SysfsPowerSource::listInterval);
+    read();
+    executor.runQueued();
+    EXPECT_TRUE(heard(1));
+}
+
 TEST_F(PowerSourceTest, anAnnouncementHasTheFolderListedAnew) {
+    addMains();
     listen();
     executor.runQueued();
     EXPECT_TRUE(read().empty());
@@ -407,7 +498,8 @@ TEST_F(PowerSourceTest, anAnnouncementHasTheFolderListedAnew) {
     EXPECT_EQ(only().currentCapacity, inHalves(70));
 }
 
-TEST_F(PowerSourceTest, aSocketThatFailsIsHeardNoMore) {
+TEST_F(PowerSourceTest, aSocketThatFailsIsReplacedAfterThirtySeconds) {
+    addMains();
     listen();
     executor.runQueued();
     announce("add@/devices/BAT0|SUBSYSTEM=power_supply|POWER_SUPPLY_NAME=BAT0");
@@ -415,6 +507,15 @@ TEST_F(PowerSourceTest, aSocketThatFailsIsHeardNoMore) {
     EXPECT_TRUE(heard(1));
     announce("add@/devices/BAT0|SUBSYSTEM=power_supply|POWER_SUPPLY_NAME=BAT0");
     EXPECT_FALSE(eventually([&] { return changes > 1; }, 100));
+    clock.advance(29.9);
+    read();
+    EXPECT_EQ(executor.queued(), 0U);
+    clock.advance(0.1);
+    read();
+    read();
+    EXPECT_EQ(executor.runQueued(), 1);
+    EXPECT_EQ(opened, 2);
+    EXPECT_TRUE(heard(2));
 }
 
 TEST_F(PowerSourceTest, theRealUPowerTellsALaptopOnItsBattery) {
@@ -434,11 +535,16 @@ TEST_F(PowerSourceTest, theRealUPowerTellsALaptopOnItsBattery) {
                                          .timeRemaining = 121,
                                          .cycleCount = 312,
                                          .healthPercent = 85}));
+    LinuxPowerSource unheard(connect(), root.path().string(), clock, executor, openPipe());
+    ASSERT_FALSE(onWorker([&] { return unheard.readPowerSources(); }).empty());
     const auto open = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
     const auto before = open();
-    onWorker([&] {
-        for (int i = 0; i < 10'000; ++i) source.readPowerSources();
-        return 0;
+    // Without a subscription each of these asks.
+    const auto found = onWorker([&] {
+        std::size_t sources = 0;
+        for (int i = 0; i < 1000; ++i) sources += unheard.readPowerSources().size();
+        return sources;
     });
+    EXPECT_EQ(found, 1000U);
     EXPECT_EQ(open(), before);
 }

@@ -89,14 +89,50 @@ TEST(PowerSupply, mainsAndEverySortOfUsbBringPowerFromOutside) {
 TEST(PowerSupply, aPercentageIsTheSameWhenItIsWorkedOutAgain) {
     for (int percentage = 0; percentage < 100; ++percentage) {
         for (const double part : {0.0, 0.5, 0.999}) {
-            const CapacityShare share = shareOfPercentage(percentage + part);
+            const CapacityShare share = shareOfPercentage(percentage + part).value();
             EXPECT_EQ(std::trunc(static_cast<double>(share.current) / static_cast<double>(share.max) * 100),
                       percentage);
         }
     }
-    EXPECT_GE(shareOfPercentage(100).current, shareOfPercentage(100).max);
-    EXPECT_LT(shareOfPercentage(-1e300).current, 0);
-    EXPECT_GT(shareOfPercentage(1e300).current, 200);
+    EXPECT_EQ(shareOfPercentage(100), (CapacityShare{201, 200}));
+}
+
+TEST(PowerSupply, aPercentageBelowNoneOrAboveAllIsNone) {
+    for (const double percentage : {-1.0, -0.5, 100.5, 255.0, -1e300, 1e300, std::nan("")})
+        EXPECT_EQ(shareOfPercentage(percentage), std::nullopt) << percentage;
+}
+
+TEST(PowerSupply, aCapacityBelowNoneOrAboveAllIsNotTold) {
+    using Share = std::optional<CapacityShare>;
+    const auto shareOf = [](const std::vector<BatteryFigures>& batteries) -> Share {
+        const PowerSourceDescription source = joinedBatteries(batteries, true).sources.at(0);
+        if (!source.currentCapacity) return std::nullopt;
+        return CapacityShare{*source.currentCapacity, source.maxCapacity.value()};
+    };
+    struct Row {
+        std::int64_t capacity;
+        Share alone;           ///< without contents
+        Share withContents;    ///< of which a quarter is left
+        Share besideAHalf;     ///< joined with another one
+        Share contentsBeside;  ///< and with contents of its own
+    };
+    const Row rows[] = {
+        {-1, std::nullopt, CapacityShare{5, 20}, std::nullopt, CapacityShare{75, 200}},
+        {0, CapacityShare{1, 200}, CapacityShare{1, 200}, CapacityShare{50, 200}, CapacityShare{50, 200}},
+        {100, CapacityShare{201, 200}, CapacityShare{201, 200}, CapacityShare{150, 200},
+         CapacityShare{150, 200}},
+        {101, std::nullopt, CapacityShare{5, 20}, std::nullopt, CapacityShare{75, 200}},
+        {255, std::nullopt, CapacityShare{5, 20}, std::nullopt, CapacityShare{75, 200}},
+    };
+    const BatteryFigures half{.capacity = 50};
+    for (const Row& row : rows) {
+        const BatteryFigures alone{.capacity = row.capacity};
+        const BatteryFigures withContents{.capacity = row.capacity, .now = 5, .full = 20};
+        EXPECT_EQ(shareOf({alone}), row.alone) << row.capacity;
+        EXPECT_EQ(shareOf({withContents}), row.withContents) << row.capacity;
+        EXPECT_EQ(shareOf({half, alone}), row.besideAHalf) << row.capacity;
+        EXPECT_EQ(shareOf({half, withContents}), row.contentsBeside) << row.capacity;
+    }
 }
 
 TEST(PowerSupply, withoutABatteryThereIsNothing) {
@@ -134,12 +170,17 @@ TEST(PowerSupply, batteriesChargeWhenOneDoes) {
     EXPECT_EQ(joinedBatteries({resting, resting}, true).sources[0].isCharging, false);
 }
 
-TEST(PowerSupply, theCyclesAreTheFirstBatterysAndTheCapacitiesAreSummed) {
+TEST(PowerSupply, theCyclesAreThoseOfTheMostUsedBatteryAndTheCapacitiesAreSummed) {
     BatteryFigures first{.capacity = 50, .full = 40, .fullDesign = 50, .cycleCount = 7};
     BatteryFigures second{.capacity = 50, .full = 20, .fullDesign = 50, .cycleCount = 900};
-    const BatteryRegistry joined{.cycleCount = 7, .rawMaxCapacity = 60, .designCapacity = 100};
+    const BatteryRegistry joined{.cycleCount = 900, .rawMaxCapacity = 60, .designCapacity = 100};
     EXPECT_EQ(joinedBatteries({first, second}, {}).registry, joined);
-    first.cycleCount = 0;  // not known
+    EXPECT_EQ(joinedBatteries({second, first}, {}).registry, joined);
+    EXPECT_EQ(joinedBatteries({second}, {}).registry->cycleCount, 900);  // the other has been taken out
+    EXPECT_EQ(joinedBatteries({first}, {}).registry->cycleCount, 7);
+    second.cycleCount = 0;  // not known
+    EXPECT_EQ(joinedBatteries({first, second}, {}).registry->cycleCount, 7);
+    first.cycleCount = -1;
     EXPECT_EQ(joinedBatteries({first, second}, {}).registry->cycleCount, std::nullopt);
     second.fullDesign = 0;  // one that does not tell both leaves the other's
     EXPECT_EQ(joinedBatteries({first, second}, {}).registry->rawMaxCapacity, 40);

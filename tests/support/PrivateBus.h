@@ -9,9 +9,12 @@ namespace corvanta::test {
 /// A session bus of the test's own, which ends with it.
 class PrivateBus {
   public:
-    PrivateBus() {
-        daemon_.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                                                      QStringLiteral("--print-address=1")});
+    /// At an address of its own choice, or at the one that is given.
+    explicit PrivateBus(const QString& address = {}) {
+        QStringList arguments{QStringLiteral("--session"), QStringLiteral("--nofork"),
+                              QStringLiteral("--print-address=1")};
+        if (!address.isEmpty()) arguments.append(QStringLiteral("--address=") + address);
+        daemon_.start(QStringLiteral("dbus-daemon"), arguments);
         while (!daemon_.canReadLine() && daemon_.waitForReadyRead(20'000)) {
         }
         address_ = QString::fromUtf8(daemon_.readLine()).trimmed();

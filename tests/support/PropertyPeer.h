@@ -32,6 +32,8 @@ class PropertyPeer {
                          QStringLiteral("PropertiesChanged"), {interface, values, invalidated});
     }
 
+    /// From now on this stands in place of the list of its devices.
+    void listDevicesAs(const QVariant& list) { list_ = list; }
     /// From now on no call is answered.
     void fallSilent() {
         peer_.setAnswer([](const QDBusMessage&) { return QDBusMessage(); });
@@ -47,6 +49,7 @@ class PropertyPeer {
   private:
     QDBusMessage answer(const QDBusMessage& call) const {
         if (call.member() == QLatin1String("EnumerateDevices")) {
+            if (list_.isValid()) return call.createReply(list_);
             QList<QDBusObjectPath> paths;
             for (const auto& [path, properties] : objects_) {
                 if (path.contains(QLatin1String("/devices/battery"))) paths.append(QDBusObjectPath(path));
@@ -61,6 +64,7 @@ class PropertyPeer {
     }
 
     std::map<QString, QVariantMap> objects_;
+    QVariant list_;
     BusPeer peer_;
 };
 

@@ -81,6 +81,7 @@ BusAnswer BusService::call(const QString& path, const QString& interface, const 
                            const QVariantList& arguments, std::chrono::milliseconds limit) {
     BusAnswer answer;
     if (isPaused(&answer.kind)) return answer;
+    const std::uint64_t changes = changes_;
     const QDBusConnection bus = connect_();
     if (bus.isConnected()) {
         QDBusMessage message = QDBusMessage::createMethodCall(description_.name, path, interface, member);
@@ -91,7 +92,7 @@ BusAnswer BusService::call(const QString& path, const QString& interface, const 
         answer.kind = kindOf(reply, std::chrono::steady_clock::now() - start < limit / 2);
         if (answer.kind == Kind::reply) answer.arguments = reply.arguments();
     }
-    remember(answer.kind);
+    remember(answer.kind, changes, isHeardOn(bus));
     return answer;
 }
 
@@ -107,15 +108,19 @@ bool BusService::listen() {
     if (handlers_.isEmpty()) return false;
     QDBusConnection bus = connect_();
     if (!bus.isConnected()) return false;
-    LockGuard guard(relayMutex_);
-    if (relay_) return true;
-    auto relay = std::make_unique<Relay>(*this);
-    relay->moveToThread(QCoreApplication::instance()->thread());
-    if (!relay->connectTo(bus)) {
-        relay.release()->deleteLater();
-        return false;
+    if (isHeardOn(bus)) return true;
+    {
+        LockGuard guard(relayMutex_);
+        if (!relay_) {
+            relay_ = std::make_unique<Relay>(*this);
+            relay_->moveToThread(QCoreApplication::instance()->thread());
+        }
+        if (!relay_->connectTo(bus)) return false;
+        heardOn_ = bus.name();
     }
-    relay_ = std::move(relay);
+    // Of what was learnt before, nobody would have been told that it is over.
+    ++changes_;
+    forget();
     return true;
 }
 
@@ -125,20 +130,32 @@ bool BusService::isPaused(Kind* kind) const {
     return pausedUntil_ && std::chrono::steady_clock::now() < *pausedUntil_;
 }
 
-void BusService::remember(Kind kind) {
+void BusService::remember(Kind kind, std::uint64_t changes, bool isHeard) {
+    using Time = std::chrono::steady_clock;
     LockGuard guard(mutex_);
     pausedUntil_.reset();
     if (kind != Kind::absent && kind != Kind::silent) return;
+    // It may have come back while it was asked, of which nobody would be told again.
+    if (changes_ != changes) return;
     failure_ = kind;
-    pausedUntil_ = std::chrono::steady_clock::now() + pause_;
+    pausedUntil_ = isHeard && kind == Kind::absent ? Time::time_point::max() : Time::now() + pause_;
+}
+
+void BusService::forget() {
+    LockGuard guard(mutex_);
+    pausedUntil_.reset();
+}
+
+bool BusService::isHeardOn(const QDBusConnection& bus) {
+    if (!bus.isConnected()) return false;
+    LockGuard guard(relayMutex_);
+    return relay_ && heardOn_ == bus.name();
 }
 
 void BusService::heard(const QDBusMessage& signal) {
-    if (signal.member() == QLatin1String("NameOwnerChanged")) {
-        LockGuard guard(mutex_);
-        pausedUntil_.reset();
-    }
+    // First, so that a call which ends just now either sees it or has its pause ended.
     ++changes_;
+    if (signal.member() == QLatin1String("NameOwnerChanged")) forget();
     handlers_.call(signal);
 }
 

@@ -34,8 +34,9 @@ struct BusAnswer {
 /// One service on a D-Bus bus: asked with a limit, and listened to.
 ///
 /// Owned by the port that speaks with it. Calls come from background threads, as they block; subscriptions
-/// are taken and ended on the main thread, where their handlers run. A service that is absent or silent is
-/// left alone for a while, unless it is heard to come: every failure is an answer.
+/// are taken and ended on the main thread, where their handlers run. A service that is silent is left alone
+/// for a while, and one that is absent until it is heard to come, or for a while if nobody listens: every
+/// failure is an answer.
 class BusService {
   public:
     using Connect = std::function<QDBusConnection()>;
@@ -54,8 +55,8 @@ class BusService {
 
     static constexpr std::chrono::milliseconds callLimit{1000};
 
-    /// `connect` gives the bus, and is called on any thread, when the service is first needed. After a
-    /// failure calls fail at once for the time of `pause`.
+    /// `connect` gives the present connection to the bus, and is called on any thread, each time it is
+    /// needed. After a failure calls fail at once for the time of `pause`.
     BusService(Connect connect, Description description,
                std::chrono::milliseconds pause = std::chrono::seconds(30));
     /// Main thread.
@@ -83,7 +84,10 @@ class BusService {
     class Relay;
 
     bool isPaused(BusAnswer::Kind* kind) const;
-    void remember(BusAnswer::Kind kind);
+    /// What a call has come to, and how much had changed before it.
+    void remember(BusAnswer::Kind kind, std::uint64_t changes, bool isHeard);
+    void forget();
+    bool isHeardOn(const QDBusConnection& bus);
     void heard(const QDBusMessage& signal);
 
     // Constant after construction.
@@ -96,6 +100,7 @@ class BusService {
     // Apart from the other, as the bus is asked under it.
     Mutex relayMutex_;
     std::unique_ptr<Relay> relay_ GUARDED_BY(relayMutex_);
+    QString heardOn_ GUARDED_BY(relayMutex_);  // the connection's name
 
     mutable Mutex mutex_;
     BusAnswer::Kind failure_ GUARDED_BY(mutex_) = BusAnswer::Kind::absent;

@@ -3,7 +3,6 @@
 
 #include <unistd.h>
 
-#include <QDBusConnection>
 #include <string>
 #include <utility>
 #include <vector>
@@ -42,15 +41,15 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
       memoryPressureEvents_(procRoot, threadSetup_),
       netCounters_(procRoot, sysRoot),
       volumeCapacity_("/", writableFolders()),
-      driveHealth_(QDBusConnection::systemBus, {.searchPath = smartctlFolders()}),
+      driveHealth_(connectToSystem(), {.searchPath = smartctlFolders()}),
       processes_(procRoot),
       processSignaller_(procRoot),
-      powerSources_(QDBusConnection::systemBus, sysRoot, clock_, mainExecutor),
-      lowPower_(QDBusConnection::systemBus, QDBusConnection::sessionBus, sysRoot, mainExecutor),
-      bluetoothQuery_(QDBusConnection::systemBus),
+      powerSources_(connectToSystem(), sysRoot, clock_, mainExecutor),
+      lowPower_(connectToSystem(), sessionBusIfThere, sysRoot, mainExecutor),
+      bluetoothQuery_(connectToSystem()),
       bluetoothFallback_(sysRoot, processEnvironment("PATH").value_or(""),
                          [this] { return bluetoothQuery_.state(); }),
-      peripheralBatteries_(bluetoothQuery_, QDBusConnection::systemBus, sysRoot),
+      peripheralBatteries_(bluetoothQuery_, connectToSystem(), sysRoot),
       thermal_(sysRoot, clock_, threadSetup_, [this] { return lowPower_.isPerformanceDegraded(); }),
       machineFacts_(procRoot, sysRoot, ""),
       defaults_(settingsFile, access),
@@ -78,5 +77,9 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
              machineFacts_,
              defaults_,
              loginItem_} {}
+
+BusService::Connect LinuxPlatform::connectToSystem() {
+    return [this] { return systemBus_.connection(); };
+}
 
 }  // namespace corvanta

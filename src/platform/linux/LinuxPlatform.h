@@ -5,6 +5,8 @@
 
 #include "platform/Platform.h"
 #include "platform/linux/BluezQuery.h"
+#include "platform/linux/BusService.h"
+#include "platform/linux/Buses.h"
 #include "platform/linux/JsonDefaultsStore.h"
 #include "platform/linux/LinuxBluetoothFallback.h"
 #include "platform/linux/LinuxDriveHealth.h"
@@ -42,6 +44,9 @@ class LinuxPlatform {
     const Platform& ports() const { return ports_; }
 
   private:
+    BusService::Connect connectToSystem();
+
+    SystemBus systemBus_;
     SystemClock clock_;
     SystemWaiter waiter_;
     LinuxThreadSetup threadSetup_;

@@ -3,11 +3,12 @@
 
 #include <QObject>
 #include <QSocketNotifier>
+#include <atomic>
 #include <utility>
 
 namespace corvanta {
 
-/// Hears the kernel's announcements while it is told to. Main thread only.
+/// Hears the kernel's announcements while it is told to. Main thread only, but for `hasFailed`.
 class LinuxPowerSource::KernelListener {
   public:
     KernelListener(OpenUevents open, std::shared_ptr<SysfsPowerSource> sysfs, HandlerList<> handlers)
@@ -16,12 +17,16 @@ class LinuxPowerSource::KernelListener {
     void listen(bool mustListen) {
         notifier_.reset();
         socket_.reset();
+        hasFailed_ = false;
         if (!mustListen) return;
         socket_ = open_();
-        if (socket_->descriptor() < 0) return;
+        hasFailed_ = socket_->descriptor() < 0;
+        if (hasFailed_) return;
         notifier_ = std::make_unique<QSocketNotifier>(socket_->descriptor(), QSocketNotifier::Read);
         QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] { hear(); });
     }
+
+    bool hasFailed() const { return hasFailed_; }
 
   private:
     void hear() {
@@ -34,7 +39,10 @@ class LinuxPowerSource::KernelListener {
             isChange = isChange || outcome == Outcome::lost;
             if (event && filter_.isChange(*event)) isChange = true;
         }
-        if (outcome == Outcome::failed) notifier_->setEnabled(false);
+        if (outcome == Outcome::failed) {
+            notifier_->setEnabled(false);
+            hasFailed_ = true;
+        }
         if (!isChange) return;
         sysfs_->expectChange();
         handlers_.call();
@@ -46,11 +54,13 @@ class LinuxPowerSource::KernelListener {
     PowerUeventFilter filter_;
     std::unique_ptr<UeventSocket> socket_;
     std::unique_ptr<QSocketNotifier> notifier_;
+    std::atomic<bool> hasFailed_ = false;
 };
 
 LinuxPowerSource::LinuxPowerSource(BusService::Connect systemBus, const std::string& sysRoot,
                                    const Clock& clock, Executor& mainExecutor, OpenUevents openUevents)
     : service_(std::move(systemBus), UPowerSource::description()),
+      clock_(clock),
       mainExecutor_(mainExecutor),
       upower_(service_),
       sysfs_(std::make_shared<SysfsPowerSource>(sysRoot, clock)),
@@ -60,8 +70,8 @@ LinuxPowerSource::~LinuxPowerSource() = default;
 
 std::vector<PowerSourceDescription> LinuxPowerSource::readPowerSources() {
     const auto reading = upower_.read();
-    listenToKernel(!reading && !handlers_.isEmpty());
     reading_ = reading ? *reading : sysfs_->read();
+    listenToKernel(!reading && sysfs_->hasSupplies() && !handlers_.isEmpty());
     return reading_.sources;
 }
 
@@ -75,7 +85,10 @@ std::unique_ptr<Subscription> LinuxPowerSource::subscribe(const std::function<vo
 }
 
 void LinuxPowerSource::listenToKernel(bool mustListen) {
-    if (std::exchange(listensToKernel_, mustListen) == mustListen) return;
+    const double uptime = clock_.systemUptime();
+    const bool mustReopen = kernel_->hasFailed() && uptime - listenedAt_ >= reopenInterval;
+    if (std::exchange(listensToKernel_, mustListen) == mustListen && !(mustListen && mustReopen)) return;
+    listenedAt_ = uptime;
     mainExecutor_.post([weak = std::weak_ptr(kernel_), mustListen] {
         if (const auto kernel = weak.lock()) kernel->listen(mustListen);
     });

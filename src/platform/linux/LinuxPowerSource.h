@@ -17,12 +17,15 @@
 namespace corvanta {
 
 /// The machine's power sources and their changes: as UPower tells them, and, as long as UPower can't be had,
-/// as the kernel does.
+/// as the kernel does. The kernel announces every device, so it is heard only on a machine that has supplies.
 ///
 /// Owned by the platform; made and subscribed to on the main thread, read on background threads, one at a
 /// time. Which of the two tells is settled anew by each reading.
 class LinuxPowerSource final : public PowerSourceReader, public PowerChangeSource {
   public:
+    /// Seconds until a socket that failed is opened again.
+    static constexpr double reopenInterval = 30;
+
     using OpenUevents = std::function<std::unique_ptr<UeventSocket>()>;
 
     LinuxPowerSource(
@@ -41,6 +44,7 @@ class LinuxPowerSource final : public PowerSourceReader, public PowerChangeSourc
     void listenToKernel(bool mustListen);
 
     BusService service_;
+    const Clock& clock_;
     Executor& mainExecutor_;
     HandlerList<> handlers_;
 
@@ -49,9 +53,11 @@ class LinuxPowerSource final : public PowerSourceReader, public PowerChangeSourc
     std::shared_ptr<SysfsPowerSource> sysfs_;
     PowerReading reading_;
     bool listensToKernel_ = false;
+    double listenedAt_ = 0;  // system uptime
+
+    std::shared_ptr<KernelListener> kernel_;
 
     // Main thread only.
-    std::shared_ptr<KernelListener> kernel_;
     std::unique_ptr<Subscription> upowerSubscription_;
 };
 

@@ -32,9 +32,19 @@ double sum(const Batteries& batteries, std::optional<std::int64_t> BatteryFigure
     return total;
 }
 
+bool isPercentage(double figure) {
+    return figure >= 0 && figure <= 100;
+}
+
+/// As far as the battery itself tells it.
+std::optional<double> percentage(const BatteryFigures& battery) {
+    const auto told = static_cast<double>(battery.capacity.value_or(-1));
+    return isPercentage(told) ? std::optional(told) : std::nullopt;
+}
+
 std::optional<CapacityShare> charge(const Batteries& batteries) {
-    if (batteries.size() == 1 && batteries[0].capacity) {
-        return shareOfPercentage(static_cast<double>(*batteries[0].capacity));
+    if (const auto told = percentage(batteries[0]); told && batteries.size() == 1) {
+        return shareOfPercentage(*told);
     }
     if (haveOneUnit(batteries) && std::all_of(batteries.begin(), batteries.end(), hasContents)) {
         return CapacityShare{saturatedInt64(sum(batteries, &BatteryFigures::now)),
@@ -42,8 +52,8 @@ std::optional<CapacityShare> charge(const Batteries& batteries) {
     }
     double total = 0;
     for (const BatteryFigures& battery : batteries) {
-        if (battery.capacity) {
-            total += static_cast<double>(*battery.capacity);
+        if (const auto told = percentage(battery)) {
+            total += *told;
         } else if (hasContents(battery)) {
             total += static_cast<double>(*battery.now) / static_cast<double>(*battery.full) * 100;
         } else {
@@ -97,7 +107,10 @@ void addTimes(PowerSourceDescription& source, const Batteries& batteries) {
 
 BatteryRegistry registryOf(const Batteries& batteries) {
     BatteryRegistry registry;
-    if (batteries.front().cycleCount.value_or(0) >= 1) registry.cycleCount = batteries.front().cycleCount;
+    for (const BatteryFigures& battery : batteries) {
+        // An absent count is less than any.
+        if (battery.cycleCount >= 1) registry.cycleCount = std::max(registry.cycleCount, battery.cycleCount);
+    }
     Batteries known;
     std::copy_if(batteries.begin(), batteries.end(), std::back_inserter(known), [](const auto& battery) {
         return battery.full.value_or(0) > 0 && battery.fullDesign.value_or(0) > 0;
@@ -110,9 +123,9 @@ BatteryRegistry registryOf(const Batteries& batteries) {
 
 }  // namespace
 
-CapacityShare shareOfPercentage(double percentage) {
-    const std::int64_t whole = saturatedInt64(std::clamp(percentage, -1.0, 101.0));
-    return {2 * whole + 1, 200};
+std::optional<CapacityShare> shareOfPercentage(double percentage) {
+    if (!isPercentage(percentage)) return std::nullopt;
+    return CapacityShare{2 * static_cast<std::int64_t>(percentage) + 1, 200};
 }
 
 PowerReading joinedBatteries(const Batteries& batteries, std::optional<bool> isOnMains) {

@@ -32,8 +32,8 @@ struct CapacityShare {
     bool operator==(const CapacityShare&) const = default;
 };
 /// A percentage, cut to a whole one, as a share: the middle of that percent. A share that is turned back in
-/// floating point and cut again would else read 28 for 29.
-CapacityShare shareOfPercentage(double percentage);
+/// floating point and cut again would else read 28 for 29. Absent outside 0 to 100, which no battery means.
+std::optional<CapacityShare> shareOfPercentage(double percentage);
 
 /// One battery in the kernel's words and units. What it does not tell is absent.
 struct BatteryFigures {
@@ -59,7 +59,7 @@ struct BatteryFigures {
 ///
 /// One battery has the percentage that it tells, or that of its contents. Several are joined by their
 /// contents, or, where one has none or another unit, by the mean of their percentages. They charge when one
-/// does.
+/// does. The cycles are those of the battery that has the most of them: to take one out never adds any.
 PowerReading joinedBatteries(const std::vector<BatteryFigures>& batteries, std::optional<bool> isOnMains);
 
 /// What a file of the kernel's holds: a text without its newline, and a number. Absent when it is empty or

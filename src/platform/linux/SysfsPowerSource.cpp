@@ -83,6 +83,7 @@ PowerReading SysfsPowerSource::read() {
 void SysfsPowerSource::list() {
     batteries_.clear();
     externals_.clear();
+    hasSupplies_ = false;
     std::error_code error;
     for (std::filesystem::directory_iterator entry(folder_, error), end; !error && entry != end;
          entry.increment(error)) {
@@ -92,6 +93,8 @@ void SysfsPowerSource::list() {
         if (textIn(supply, "scope") == "Device") continue;
         if (type == "Battery") batteries_.push_back(supply);
         if (isExternalSupply(type)) externals_.push_back(supply);
+        // A port that could feed others, as desktops have, does not count.
+        if (type == "Battery" || type == "Mains") hasSupplies_ = true;
     }
     std::sort(batteries_.begin(), batteries_.end());
 }

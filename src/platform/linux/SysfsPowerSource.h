@@ -25,6 +25,9 @@ class SysfsPowerSource {
     /// Reads nothing while there is no battery, until the list is due.
     PowerReading read();
 
+    /// Whether the list has supplies of the machine's own whose changes matter.
+    bool hasSupplies() const { return hasSupplies_; }
+
     /// A supply may have come or gone: the next reading lists them again. Any thread.
     void expectChange() { isListDue_ = true; }
 
@@ -37,6 +40,7 @@ class SysfsPowerSource {
     double listedAt_ = 0;
     std::vector<std::string> batteries_;  // the folders, in the order of their names
     std::vector<std::string> externals_;
+    bool hasSupplies_ = false;
 };
 
 }  // namespace corvanta

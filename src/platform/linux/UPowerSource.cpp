@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/linux/UPowerSource.h"
 
+#include <algorithm>
 #include <cmath>
-#include <utility>
 
 #include "core/Saturate.h"
 #include "platform/linux/BusValues.h"
@@ -47,10 +47,9 @@ std::optional<std::int64_t> minutesOf(const QVariantMap& device, const char* pro
 
 PowerSourceDescription descriptionOf(const QVariantMap& display) {
     PowerSourceDescription source;
-    if (const auto percentage = numberOf(display, text("Percentage"))) {
-        const CapacityShare share = shareOfPercentage(*percentage);
-        source.currentCapacity = share.current;
-        source.maxCapacity = share.max;
+    if (const auto share = shareOfPercentage(numberOf(display, text("Percentage")).value_or(-1))) {
+        source.currentCapacity = share->current;
+        source.maxCapacity = share->max;
     }
     if (const auto state = integerOf(display, text("State"))) source.isCharging = *state == chargingState;
     source.timeToFullCharge = minutesOf(display, "TimeToFull");
@@ -70,10 +69,9 @@ void addEnergies(BatteryRegistry& registry, const QVariantMap& device) {
     add(registry.designCapacity, design);
 }
 
-/// In thousandths of watt hours. The cycles are the first battery's.
+/// In thousandths of watt hours. The cycles are those of the battery that has the most of them.
 BatteryRegistry registryOf(Inquiry& inquiry) {
     BatteryRegistry registry;
-    bool isFirst = true;
     const auto paths = pathsOf(inquiry.call(text(daemonPath), daemonInterface, "EnumerateDevices"));
     for (const QString& path : paths.value_or(QStringList())) {
         const QVariantMap device = inquiry.properties(path, deviceInterface).value_or(QVariantMap());
@@ -82,7 +80,7 @@ BatteryRegistry registryOf(Inquiry& inquiry) {
             continue;
         }
         const auto cycles = integerOf(device, text("ChargeCycles"));
-        if (std::exchange(isFirst, false) && cycles.value_or(0) >= 1) registry.cycleCount = cycles;
+        if (cycles >= 1) registry.cycleCount = std::max(registry.cycleCount, cycles);
         addEnergies(registry, device);
     }
     return registry;
