@@ -2,7 +2,8 @@
 // What the main thread is held for by the monitor, on this machine with its real collectors and store.
 //   corvanta_main_thread_bench [PROCESSES] [CYCLES]
 // It starts that many sleeping processes itself, and prints the longest times in wall clock and in CPU time
-// of the main thread.
+// of the main thread. A tooltip is judged by both; a publish step includes the store's write, which may wait
+// for the disk, and is judged by its CPU time alone, as is the start.
 #include <stdlib.h>
 #include <time.h>
 
@@ -52,9 +53,9 @@ struct Longest {
             std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
         ++count;
     }
-    void print(const char* name) const {
+    void print(const char* name, double judged) const {
         std::printf("%-24s %6d %10.3f %10.3f   %s\n", name, count, wall, cpu,
-                    cpu <= mark ? "under 1 ms" : "OVER 1 ms");
+                    judged <= mark ? "under 1 ms" : "OVER 1 ms");
     }
 };
 
@@ -106,11 +107,12 @@ int main(int argc, char** argv) {
         for (int i = 0; i < 100; ++i) toolTip.measure([&] { monitor->tooltipText(); });
 
         std::printf("%-24s %6s %10s %10s\n", "longest, in ms", "count", "wall", "cpu");
-        start.print("start of the monitor");
-        executor.first.print("first publish step");
-        executor.others.print("publish step");
-        firstToolTip.print("first tooltip");
-        toolTip.print("tooltip");
+        start.print("start of the monitor", start.cpu);
+        executor.first.print("first publish step", executor.first.cpu);
+        executor.others.print("publish step", executor.others.cpu);
+        firstToolTip.print("first tooltip", std::max(firstToolTip.wall, firstToolTip.cpu));
+        toolTip.print("tooltip", std::max(toolTip.wall, toolTip.cpu));
+        std::puts("A publish step includes the store's write: it is judged by its CPU time alone.");
     }
     std::filesystem::remove_all(folder);
     return 0;

@@ -18,7 +18,8 @@ struct SystemInfo {
 
     bool operator==(const SystemInfo&) const = default;
 
-    /// The facts about the installed platform's machine.
+    /// The facts about the installed platform's machine, which the first call asks for: it belongs on a
+    /// background thread. The monitor does not need it; its cycles bring a description of their own.
     static const SystemInfo& shared();
 };
 

@@ -86,6 +86,7 @@ void SystemMonitor::publish(const CycleReadings& readings) {
     diskSmartStatus_ = loop_->collectors().disk->smartStatus();
     diskModel_ = loop_->collectors().disk->diskModel();
     isLowPowerModeEnabled_ = readings.isLowPowerModeEnabled;
+    publishMachine(readings.machine);
     if (readings.battery) publishBattery(*readings.battery);
     appendToRing(cpuHistory_, readings.cpuUsage, historyLength);
     appendToRing(networkHistory_, {readings.network.upload, readings.network.download}, historyLength);
@@ -123,6 +124,12 @@ void SystemMonitor::publishBattery(const BatteryDetails& details) {
     } else if (known == 0) {
         platform_.defaults.set(lastKnownBatteryCycleCountKey, *details.cycleCount);
     }
+}
+
+void SystemMonitor::publishMachine(const std::shared_ptr<const MachineDescription>& machine) {
+    if (machine == machine_) return;
+    machine_ = machine;
+    systemInfo_ = makeSystemInfo(*machine);
 }
 
 void SystemMonitor::publishProcesses(const ProcessList& processes) {

@@ -100,8 +100,8 @@ class SystemMonitor final : public QObject {
     std::string formattedMemoryPressure() const;
     std::string formattedUpload() const;
     std::string formattedDownload() const;
-    /// The long help text, several lines in blocks. Composed at each call; the machine is described at the
-    /// first.
+    /// The long help text, several lines in blocks. Composed at each call. The machine is a nameless one
+    /// until the first cycle has been published.
     std::string tooltipText() const;
     static std::string formatBytes(double value);
     static std::string formatDiskBytes(double value);
@@ -113,7 +113,6 @@ class SystemMonitor final : public QObject {
     void changed();
 
   private:
-    const SystemInfo& systemInfo() const;
     std::string cpuTooltip() const;
     std::string memoryTooltip() const;
     std::string diskTooltip() const;
@@ -122,6 +121,7 @@ class SystemMonitor final : public QObject {
 
     void publish(const CycleReadings& readings);
     void publishBattery(const BatteryDetails& details);
+    void publishMachine(const std::shared_ptr<const MachineDescription>& machine);
     void publishProcesses(const ProcessList& processes);
     void observePressureLevel();
     void sendBatteryAlerts();
@@ -160,7 +160,8 @@ class SystemMonitor final : public QObject {
     MemoryPressureLevel estimatedMemoryPressureLevel_ = MemoryPressureLevel::unavailable;
     MemoryPressureLevel memoryPressureLevel_ = MemoryPressureLevel::unavailable;
 
-    mutable std::optional<SystemInfo> systemInfo_;
+    SystemInfo systemInfo_ = makeSystemInfo({});
+    std::shared_ptr<const MachineDescription> machine_;  // what `systemInfo_` tells
 
     MemoryPressureLevel lastObservedPressureLevel_ = MemoryPressureLevel::unavailable;
     double lastDbInsertTime_ = 0;  // seconds since 1970

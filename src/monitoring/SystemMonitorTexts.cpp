@@ -93,16 +93,10 @@ std::string SystemMonitor::tooltipText() const {
     return text;
 }
 
-const SystemInfo& SystemMonitor::systemInfo() const {
-    if (!systemInfo_) systemInfo_ = makeSystemInfo(platform_.machineFacts.describe());
-    return *systemInfo_;
-}
-
 std::string SystemMonitor::cpuTooltip() const {
-    const SystemInfo& machine = systemInfo();
-    return "CPU Load: " + formattedCPU() + line("Model: ", machine.cpuModel) +
-           line("Cores: ", integerText(machine.physicalCores)) + " Physical, " +
-           integerText(machine.logicalCores) + " Logical";
+    return "CPU Load: " + formattedCPU() + line("Model: ", systemInfo_.cpuModel) +
+           line("Cores: ", integerText(systemInfo_.physicalCores)) + " Physical, " +
+           integerText(systemInfo_.logicalCores) + " Logical";
 }
 
 std::string SystemMonitor::memoryTooltip() const {

@@ -21,8 +21,9 @@ struct MachineDescription {
 
 /// The facts about the machine.
 ///
-/// Owned by the platform for the program's life. Any thread; takes well under a millisecond, and starts no
-/// other program. This base is a machine that tells nothing.
+/// Owned by the platform for the program's life. Background threads: the time grows with the number of
+/// processors, to several milliseconds, and the system may put the caller to sleep meanwhile. Starts no other
+/// program. This base is a machine that tells nothing.
 class MachineFacts {
   public:
     virtual ~MachineFacts() = default;

@@ -201,13 +201,20 @@ TEST_F(SystemMonitorTextsTest, healthIsToldWithItsCyclesOrNotAtAll) {
     EXPECT_EQ(lastBlock(), "Battery: 50% (On Battery)\n• Low Power Mode: Off\n• Health: 91% (312 Cycles)");
 }
 
-TEST_F(SystemMonitorTextsTest, theMachineIsDescribedByTheFirstToolTipAndOnlyThen) {
-    cycle();
-    EXPECT_EQ(machine.machineFacts.descriptions, 0);
-    monitor->tooltipText();
+TEST_F(SystemMonitorTextsTest, theMachineIsDescribedOnceAndNeverOnTheMainThread) {
+    EXPECT_NE(tooltip().find("• Model: Test Book, Test Processor 9\n"), std::string::npos);
     machine.machineFacts.description.name = "Another";
-    EXPECT_NE(monitor->tooltipText().find("• Model: Test Book, Test Processor 9\n"), std::string::npos);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_NE(tooltip().find("• Model: Test Book, Test Processor 9\n"), std::string::npos);
+    }
     EXPECT_EQ(machine.machineFacts.descriptions, 1);
+    EXPECT_EQ(machine.machineFacts.descriptionsOnMainThread, 0);
+}
+
+TEST_F(SystemMonitorTextsTest, theMachineIsANamelessOneUntilTheFirstCycle) {
+    start();
+    EXPECT_NE(monitor->tooltipText().find("• Model: \n• Cores: 0 Physical, 0 Logical\n"), std::string::npos);
+    EXPECT_EQ(machine.machineFacts.descriptionsOnMainThread, 0);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,8 @@ LinkInfo virtualLink(const std::string& name, const std::string& kind) {
     link.isUp = true;
     return link;
 }
+
+using Names = std::set<std::string>;
 
 bool counts(const std::string& name) {
     return !NetworkMonitor::preferredInterfaceNames({name}).empty();
@@ -97,6 +100,40 @@ TEST(CanonicalName, bridgesTunnelsAndTheLoopbackKeepTheirNames) {
         EXPECT_EQ(canonicalName(virtualLink(name, kind), nullptr, true), name);
         EXPECT_EQ(canonicalName(virtualLink(name, kind), nullptr, false), name);
     }
+}
+
+TEST(CanonicalName, aBridgeThatLooksPhysicalByItsNameIsMarked) {
+    for (const char* name : {"enbr0", "eth-bridge", "wlbr", "ibbr0"}) {
+        for (const bool isAnyPhysicalUp : {true, false}) {
+            const std::string canonical =
+                canonicalName(virtualLink(name, "bridge"), nullptr, isAnyPhysicalUp);
+            EXPECT_EQ(canonical, std::string("bridge:") + name);
+            EXPECT_EQ(NetworkMonitor::preferredInterfaceNames({canonical, "eth0"}), Names{"eth0"});
+            EXPECT_EQ(NetworkMonitor::preferredInterfaceNames({canonical, "tun0"}), Names{canonical});
+        }
+    }
+}
+
+TEST(CanonicalName, aTunnelThatLooksLikeAnythingElseByItsNameIsMarked) {
+    for (const char* kind :
+         {"tun", "wireguard", "ovpn", "ppp", "ipip", "sit", "gre", "gretap", "ip6gre", "ip6gretap", "erspan",
+          "ip6erspan", "ip6tnl", "vti", "vti6", "xfrm", "geneve", "gtp"}) {
+        for (const char* name : {"eth-vpn", "en-tun", "wlvpn", "br0", "docker-vpn"}) {
+            for (const bool isAnyPhysicalUp : {true, false}) {
+                const std::string canonical =
+                    canonicalName(virtualLink(name, kind), nullptr, isAnyPhysicalUp);
+                EXPECT_EQ(canonical, std::string("tun:") + name) << kind;
+                EXPECT_EQ(NetworkMonitor::preferredInterfaceNames({canonical, "eth0"}), Names{"eth0"});
+                EXPECT_EQ(NetworkMonitor::preferredInterfaceNames({canonical, "br0"}), Names{"br0"});
+                EXPECT_EQ(NetworkMonitor::preferredInterfaceNames({canonical}), Names{canonical});
+            }
+        }
+    }
+}
+
+TEST(CanonicalName, linksOfHardwareWithAKindKeepTheirNames) {
+    EXPECT_EQ(canonicalName(virtualLink("ib0", "ipoib"), nullptr, true), "ib0");
+    EXPECT_EQ(canonicalName(virtualLink("wwan0", "wwan"), nullptr, true), "wwan0");
 }
 
 TEST(CanonicalName, withNothingPhysicalUpVethsAndBondsStandIn) {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QDBusMetaType>
+#include <QDBusObjectPath>
 #include <QStringList>
 #include <filesystem>
 #include <string>
@@ -24,6 +26,29 @@ using Reports = std::optional<std::vector<DriveReport>>;
 using Clock = std::chrono::steady_clock;
 
 const QString name = QLatin1String(MockUdisks::busName);
+
+using SentInterfaces = QMap<QString, QVariantMap>;
+using SentObjects = QMap<QDBusObjectPath, SentInterfaces>;
+
+/// The service's answer about a disk of the number 8:0.
+QVariant failingDisk() {
+    qDBusRegisterMetaType<SentInterfaces>();
+    qDBusRegisterMetaType<SentObjects>();
+    const QDBusObjectPath drive(QStringLiteral("/drive"));
+    return QVariant::fromValue(
+        SentObjects{{QDBusObjectPath(QStringLiteral("/block")),
+                     {{QStringLiteral("org.freedesktop.UDisks2.Block"),
+                       {{QStringLiteral("DeviceNumber"), qulonglong(gnu_dev_makedev(8, 0))},
+                        {QStringLiteral("Drive"), QVariant::fromValue(drive)}}}}},
+                    {drive,
+                     {{QStringLiteral("org.freedesktop.UDisks2.Drive"),
+                       {{QStringLiteral("Model"), QStringLiteral("Heard")}}},
+                      {QStringLiteral("org.freedesktop.UDisks2.Drive.Ata"),
+                       {{QStringLiteral("SmartSupported"), true},
+                        {QStringLiteral("SmartEnabled"), true},
+                        {QStringLiteral("SmartUpdated"), qulonglong(1)},
+                        {QStringLiteral("SmartFailing"), true}}}}}});
+}
 
 class LinuxDriveHealthTest : public testing::Test {
   protected:
@@ -52,6 +77,15 @@ class LinuxDriveHealthTest : public testing::Test {
     void installSmartctl(const std::string& script) const {
         const std::string path = tree.folder().write("bin/smartctl", "#!/bin/sh\n" + script + "\n");
         std::filesystem::permissions(path, std::filesystem::perms(0755));
+    }
+    /// A root that stands on all of these, each of named for its kernel name.
+    void mirror(const std::vector<std::string>& disks) {
+        tree.addDisk("sdb", "8:16");
+        tree.addDisk("sdc", "8:32");
+        tree.addLayer("md0", "9:0", disks);
+        tree.addNode("/dev/md0", {9, 0});
+        tree.mountRoot("/dev/md0");
+        for (const std::string& disk : disks) tree.describe(disk, "model", "Model of " + disk);
     }
     static QDBusMessage never(const QDBusMessage&) { return {}; }
 
@@ -117,21 +151,36 @@ TEST_F(LinuxDriveHealthTest, aRootWithoutADiskIsNoAnswerAndNobodyIsAsked) {
 }
 
 TEST_F(LinuxDriveHealthTest, aMirrorHasOneReportForEachDiskAndTheFailingOneLast) {
-    tree.addDisk("sdb", "8:16");
-    tree.addDisk("sdc", "8:32");
-    tree.addLayer("md0", "9:0", {"sda", "sdb", "sdc"});
-    tree.addNode("/dev/md0", {9, 0});
-    tree.mountRoot("/dev/md0");
-    for (const char* disk : {"sda", "sdb", "sdc"}) tree.describe(disk, "model", disk);
+    mirror({"sda", "sdb", "sdc"});
     tree.describe("sdc", "model", "");
     installSmartctl(R"(case $4 in
         /dev/sda) echo '{"smart_status":{"passed":false}}'; exit 8;;
         /dev/sdb) echo '{"smart_status":{"passed":true}}';;
         *) exit 2;; esac)");
     const Reports reports = read();
-    EXPECT_EQ(reports, (Reports{{{"sdb", "PASSED"}, {"sda", "FAILED!"}}}));
+    EXPECT_EQ(reports, (Reports{{{"Model of sdb", "PASSED"}, {"Model of sda", "FAILED!"}}}));
     EXPECT_EQ(DiskMonitor::verdictOf(*reports),
-              (DiskMonitor::DriveVerdict{.status = SMARTStatus::failing, .model = "sda"}));
+              (DiskMonitor::DriveVerdict{.status = SMARTStatus::failing, .model = "Model of sda"}));
+}
+
+TEST_F(LinuxDriveHealthTest, aNameWithoutAVerdictDoesNotHideTheDriveThatHasOne) {
+    mirror({"sda", "sdb"});
+    installSmartctl(R"([ $4 = /dev/sda ] && echo '{"smart_status":{"passed":true}}')");
+    const Reports reports = read();
+    EXPECT_EQ(reports, (Reports{{{"Model of sdb", std::nullopt}, {"Model of sda", "PASSED"}}}));
+    EXPECT_EQ(DiskMonitor::verdictOf(*reports),
+              (DiskMonitor::DriveVerdict{.status = SMARTStatus::verified, .model = "Model of sda"}));
+}
+
+TEST_F(LinuxDriveHealthTest, aFailingDriveWithoutANameGoesByTheKernels) {
+    mirror({"sda", "sdb"});
+    tree.describe("sdb", "model", "");
+    installSmartctl(R"([ $4 = /dev/sda ] && echo '{"smart_status":{"passed":true}}' ||
+        echo '{"smart_status":{"passed":false}}')");
+    const Reports reports = read();
+    EXPECT_EQ(reports, (Reports{{{"Model of sda", "PASSED"}, {"sdb", "FAILED!"}}}));
+    EXPECT_EQ(DiskMonitor::verdictOf(*reports),
+              (DiskMonitor::DriveVerdict{.status = SMARTStatus::failing, .model = "sdb"}));
 }
 
 TEST_F(LinuxDriveHealthTest, aServiceThatAnswersWithOtherTypesHasNothingToSay) {
@@ -183,16 +232,17 @@ TEST_F(LinuxDriveHealthTest, aServiceThatDiesInTheMiddleOfACallHasNothingToSay) 
     EXPECT_LT(Clock::now() - start, 60s);
 }
 
-TEST_F(LinuxDriveHealthTest, aFrozenServiceIsHeardOnceItGoesOn) {
-    const MockUdisks udisks(bus.address());
-    udisks.tellAta(false);
-    udisks.freeze();
+TEST_F(LinuxDriveHealthTest, aServiceThatHangsIsAskedAgainAndHeardOnceItGoesOn) {
+    tree.describe("sda", "model", "Disk\n");
+    tree.describe("sda", "pre_eol_info", "0x01\n");
+    BusPeer peer(bus.address(), name, never);
     LinuxDriveHealth health(connect(), places());
     auto reading = std::async(std::launch::async, [&] { return health.readDrives(60s, {}); });
-    EXPECT_FALSE(eventually([&] { return reading.wait_for(0s) == std::future_status::ready; }, 1500));
-    udisks.resume();
+    ASSERT_TRUE(eventually([&] { return peer.calls() == 2; }));
+    EXPECT_NE(reading.wait_for(0s), std::future_status::ready);
+    peer.setAnswer([](const QDBusMessage& call) { return call.createReply(failingDisk()); });
     ASSERT_TRUE(eventually([&] { return reading.wait_for(0s) == std::future_status::ready; }));
-    EXPECT_EQ(reading.get(), (Reports{{{"Samsung SSD 860 EVO 500GB", "Verified"}}}));
+    EXPECT_EQ(reading.get(), (Reports{{{"Heard", "Failing"}}}));
 }
 
 TEST_F(LinuxDriveHealthTest, aReadingThatIsCalledOffEndsSoon) {

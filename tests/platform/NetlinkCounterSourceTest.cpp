@@ -11,13 +11,13 @@
 #include <csignal>
 #include <cstdlib>
 #include <deque>
-#include <filesystem>
 #include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "platform/LinkDumpBuilder.h"
+#include "platform/OpenDescriptors.h"
 #include "support/FakeNetDisk.h"
 #include "support/TempDirectory.h"
 
@@ -26,6 +26,7 @@ namespace {
 
 using test::LinkAttributes;
 using test::LinkDumpBuilder;
+using test::openDescriptors;
 using test::TempDirectory;
 using Interfaces = std::vector<InterfaceReading>;
 using Datagram = std::vector<std::byte>;
@@ -258,11 +259,6 @@ TEST_F(ScriptedSockets, signalsDoNotEndAReading) {
     sigaction(SIGALRM, &before, nullptr);
     EXPECT_EQ(namesOf(interfaces), (Names{"lo"}));
     EXPECT_LE(signalsLeft, 0);
-}
-
-std::size_t openDescriptors() {
-    const std::filesystem::directory_iterator all("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
 TEST(NetlinkCounterSource, tenThousandReadingsLeaveNoDescriptor) {

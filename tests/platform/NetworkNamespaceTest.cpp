@@ -150,6 +150,31 @@ TEST(NetworkNamespace, theTiersTakeOverFromOneAnother) {
     });
 }
 
+TEST(NetworkNamespace, bridgesAndTunnelsThatLookPhysicalByTheirNamesDoNotDoubleTheirPorts) {
+    inOwnNamespaces([] {
+        const test::TempDirectory root;
+        ASSERT_EQ(mount("sysfs", root.path().c_str(), "sysfs", MS_RDONLY, nullptr), 0)
+            << std::strerror(errno);
+        ASSERT_TRUE(makePair("eth0", "veth0"));
+        ASSERT_TRUE(run("ip link add enbr0 type bridge") && run("ip link set enbr0 up"));
+        ASSERT_TRUE(run("ip link set eth0 master enbr0"));
+        ASSERT_TRUE(run("ip tuntap add dev en-tun mode tun") && run("ip link set en-tun up"));
+        NetlinkCounterSource dump("/nowhere", "/nowhere");
+        NetlinkCounterSource fallback("/proc", root.path().string(), refuse);
+        for (NetlinkCounterSource* source : {&dump, &fallback}) {
+            std::set<std::string> names;
+            for (const auto& [name, interface] : readAll(*source)) names.insert(name);
+            for (const char* name : {"eth0", "bridge:enbr0", "tun:en-tun"}) {
+                EXPECT_EQ(names.count(name), 1U) << name;
+            }
+            EXPECT_EQ(NetworkMonitor::preferredInterfaceNames(names).count("eth0"), 1U);
+            EXPECT_EQ(NetworkMonitor::preferredInterfaceNames(names).count("bridge:enbr0"), 0U);
+            EXPECT_EQ(NetworkMonitor::preferredInterfaceNames(names).count("tun:en-tun"), 0U);
+        }
+        EXPECT_EQ(umount(root.path().c_str()), 0);
+    });
+}
+
 TEST(NetworkNamespace, countsEveryByte) {
     inOwnNamespaces([] {
         ASSERT_TRUE(makePair("eth0", "veth0"));

@@ -15,13 +15,13 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
-#include <iterator>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/OpenDescriptors.h"
 #include "platform/ProcTree.h"
 #include "support/ChildProcess.h"
 #include "support/FakeProcesses.h"
@@ -34,6 +34,7 @@ using namespace std::string_literals;
 using Processes = std::vector<ListedProcess>;
 using test::ChildProcess;
 using test::kernelThread;
+using test::openDescriptors;
 using test::ProcTree;
 using test::TempDirectory;
 
@@ -43,10 +44,6 @@ const ListedProcess* find(const Processes& processes, std::int64_t id) {
     const auto found = std::find_if(processes.begin(), processes.end(),
                                     [&](const ListedProcess& process) { return process.id == id; });
     return found == processes.end() ? nullptr : &*found;
-}
-
-std::ptrdiff_t openDescriptors() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 class ProcListerTree : public testing::Test {

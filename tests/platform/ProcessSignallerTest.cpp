@@ -8,14 +8,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
 #include <functional>
-#include <iterator>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "platform/OpenDescriptors.h"
 #include "platform/ProcTree.h"
 #include "platform/linux/LinuxProcessSignaller.h"
 #include "support/ChildProcess.h"
@@ -25,6 +24,7 @@ namespace corvanta {
 namespace {
 
 using test::ChildProcess;
+using test::openDescriptors;
 using test::ProcTree;
 
 constexpr std::int64_t missingID = std::numeric_limits<std::int32_t>::max();  // above any that is given out
@@ -265,9 +265,6 @@ TEST(LinuxProcessSignaller, aUserWithoutANameIsANumber) {
 }
 
 TEST(LinuxProcessSignaller, tenThousandHoldsLeaveNoDescriptorOpen) {
-    const auto openDescriptors = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-    };
     LinuxProcessSignaller signaller("/proc");
     const auto before = openDescriptors();
     for (int i = 0; i < 10'000; ++i) {

@@ -3,25 +3,21 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "OpenDescriptors.h"
 #include "ThermalTree.h"
 
 namespace corvanta {
 namespace {
 
+using test::openDescriptors;
 using test::ThermalTree;
 using Sensors = std::vector<CpuSensor>;
 using Unit = ThrottleCounter::Unit;
 
 constexpr int readingsBetweenSearches = 30;
-
-std::ptrdiff_t openDescriptors() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
 
 TEST(TemperatureText, isANumberThatASensorCanMean) {
     EXPECT_EQ(parseTemperature("45000\n"), 45'000);
@@ -177,6 +173,43 @@ TEST_F(ThermalFilesTest, throttledTimeIsPreferredToTheCountOfOlderKernels) {
                                                                {1, Unit::milliseconds, 6},
                                                                {6, Unit::events, 7},
                                                                {7, Unit::events, 8}}));
+}
+
+TEST_F(ThermalFilesTest, oneCounterIsReadForEachCoreAndOneForEachPackage) {
+    // Four processors on two cores in one package.
+    for (int processor = 0; processor < 4; ++processor) {
+        tree.writeThrottling(processor, "core_throttle_total_time_ms", 5);
+        tree.writeThrottling(processor, "package_throttle_total_time_ms", 6);
+        tree.writeTopology(processor, "physical_package_id", "0");
+    }
+    const std::vector<ThrottleCounter> expected = {
+        {0, Unit::milliseconds, 5}, {1, Unit::milliseconds, 6}, {2, Unit::milliseconds, 5}};
+    for (const char* file : {"thread_siblings_list", "core_cpus_list"}) {
+        for (int processor = 0; processor < 4; ++processor) {
+            tree.writeTopology(processor, file, processor % 2 == 0 ? "0,2" : "1,3");
+        }
+        ThermalFiles fresh(tree.root());
+        fresh.read(reading);
+        EXPECT_EQ(reading.throttling, expected) << file;
+    }
+}
+
+TEST_F(ThermalFilesTest, packagesHaveCountersOfTheirOwn) {
+    for (int processor = 0; processor < 2; ++processor) {
+        tree.writeThrottling(processor, "package_throttle_count", 7);
+        tree.writeTopology(processor, "physical_package_id", std::to_string(processor));
+    }
+    EXPECT_EQ(read().throttling, (std::vector<ThrottleCounter>{{1, Unit::events, 7}, {3, Unit::events, 7}}));
+}
+
+TEST_F(ThermalFilesTest, processorsWithoutAKnownPlaceAreAllRead) {
+    for (int processor = 0; processor < 2; ++processor) {
+        tree.writeThrottling(processor, "core_throttle_count", 7);
+        tree.writeThrottling(processor, "package_throttle_count", 8);
+    }
+    EXPECT_EQ(read().throttling,
+              (std::vector<ThrottleCounter>{
+                  {0, Unit::events, 7}, {1, Unit::events, 8}, {2, Unit::events, 7}, {3, Unit::events, 8}}));
 }
 
 TEST_F(ThermalFilesTest, readingsFollowTheFiles) {

@@ -39,6 +39,10 @@ class ThermalTree {
               std::to_string(total));
     }
 
+    void writeTopology(int processor, const std::string& file, const std::string& line) const {
+        write("devices/system/cpu/cpu" + std::to_string(processor) + "/topology/" + file, line);
+    }
+
     /// A file of one line.
     void write(const std::string& file, const std::string& line) const { folder_.write(file, line + "\n"); }
     /// A file without a reading: opening works and reading fails, as with a sensor that is asleep.

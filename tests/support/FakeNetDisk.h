@@ -59,8 +59,11 @@ class FakeDriveHealthSource final : public DriveHealthSource {
         std::unique_lock lock(mutex_);
         limits_.push_back(limit);
         changed_.notify_all();
-        if (!changed_.wait(lock, stop, [this] { return !isHeld_; })) return std::nullopt;
-        return reports_;
+        changed_.wait(lock, stop, [this] { return !isHeld_; });
+        if (!stop.stop_requested()) return reports_;
+        ++calledOff_;
+        changed_.notify_all();
+        return std::nullopt;
     }
 
     void setReports(Reports reports) {
@@ -85,6 +88,16 @@ class FakeDriveHealthSource final : public DriveHealthSource {
         return changed_.wait_for(lock, deadline, [&] { return limits_.size() >= count; });
     }
 
+    /// Waits until the given number of readings have seen that they are called off.
+    bool awaitCalledOff(std::size_t count, std::chrono::seconds deadline = std::chrono::seconds(20)) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, deadline, [&] { return calledOff_ >= count; });
+    }
+    std::size_t calledOff() const {
+        const std::lock_guard guard(mutex_);
+        return calledOff_;
+    }
+
     /// The limits of all readings so far.
     std::vector<std::chrono::seconds> limits() const {
         const std::lock_guard guard(mutex_);
@@ -95,6 +108,7 @@ class FakeDriveHealthSource final : public DriveHealthSource {
     mutable std::mutex mutex_;
     std::condition_variable_any changed_;
     bool isHeld_ = false;
+    std::size_t calledOff_ = 0;
     Reports reports_;
     std::vector<std::chrono::seconds> limits_;
 };

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -231,11 +232,16 @@ class FakeMachineFacts final : public MachineFacts {
   public:
     MachineDescription describe() const override {
         ++descriptions;
+        if (std::this_thread::get_id() == maker_) ++descriptionsOnMainThread;
         return description;
     }
 
     MachineDescription description;
     mutable std::atomic<int> descriptions = 0;
+    mutable std::atomic<int> descriptionsOnMainThread = 0;  ///< of these, on the thread that made the fake
+
+  private:
+    std::thread::id maker_ = std::this_thread::get_id();
 };
 
 /// Keeps everything in memory and counts the writes.

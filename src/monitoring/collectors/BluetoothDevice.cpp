@@ -5,6 +5,8 @@
 #include <array>
 #include <utility>
 
+#include "core/AsciiCase.h"
+
 namespace corvanta {
 namespace {
 
@@ -19,16 +21,11 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 7> icons = {
     {"controller", "gamecontroller"},
 }};
 
-// All keywords are ASCII, so no other letter's case matters.
-char lowerCase(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 }  // namespace
 
 std::string_view BluetoothDevice::iconName() const {
-    std::string lower = name;
-    std::transform(lower.begin(), lower.end(), lower.begin(), lowerCase);
+    // All keywords are ASCII, so no other letter's case matters.
+    const std::string lower = asciiLowerCase(name);
     for (const auto& [keyword, symbol] : icons) {
         if (lower.find(keyword) != std::string::npos) return symbol;
     }

@@ -4,18 +4,13 @@
 #include <string_view>
 #include <utility>
 
+#include "core/AsciiCase.h"
+
 namespace corvanta {
 namespace {
 
 // A drive that hangs must not keep the program from quitting.
 constexpr auto closingTime = std::chrono::seconds(2);
-
-std::string lowerCase(std::string text) {
-    for (char& c : text) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return text;
-}
 
 std::optional<DiskUsage> usageOf(const VolumeCapacity& capacity) {
     const auto free =
@@ -92,7 +87,7 @@ DiskMonitor::DriveVerdict DiskMonitor::verdictOf(const std::vector<DriveReport>&
     DriveVerdict verdict;
     for (const DriveReport& report : reports) {
         if (report.deviceName) verdict.model = *report.deviceName;
-        const std::string status = lowerCase(report.smartStatus.value_or(""));
+        const std::string status = asciiLowerCase(report.smartStatus.value_or(""));
         const auto says = [&](std::string_view word) { return status.find(word) != std::string::npos; };
         if (says("verified") || says("passed")) {
             verdict.status = SMARTStatus::verified;

@@ -27,6 +27,7 @@ MonitoringLoop::MonitoringLoop(const Platform& platform, CollectorSet collectors
       waiter_(platform.waiter),
       mainExecutor_(platform.mainExecutor),
       lowPower_(platform.lowPower),
+      machineFacts_(platform.machineFacts),
       collectors_(std::move(collectors)),
       publish_(std::make_shared<Publish>(std::move(publish))),
       tasks_(platform.threadSetup),
@@ -112,6 +113,8 @@ void MonitoringLoop::collectAndPublishMetrics(const std::stop_token& stop) {
     const auto readings = std::make_shared<CycleReadings>(collect(stop));
     if (stop.stop_requested()) return;
     readings->isLowPowerModeEnabled = lowPower_.isLowPowerModeEnabled();
+    if (!machine_) machine_ = std::make_shared<const MachineDescription>(machineFacts_.describe());
+    readings->machine = machine_;
 
     const auto isPublished = std::make_shared<std::atomic<bool>>(false);
     mainExecutor_.post([weak = weak_from_this(), readings, isPublished] {

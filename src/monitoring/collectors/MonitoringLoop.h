@@ -16,7 +16,7 @@
 
 namespace corvanta {
 
-/// The six results of one cycle, with the low-power flag read after them.
+/// The six results of one cycle, with what is read after them.
 struct CycleReadings {
     double cpuUsage = 0;
     RAMDetails ram;
@@ -25,6 +25,7 @@ struct CycleReadings {
     NetworkSpeed network;
     ProcessList processes;  ///< never null in a published reading
     bool isLowPowerModeEnabled = false;
+    std::shared_ptr<const MachineDescription> machine;  ///< in a published reading never null, and the same
 
     bool operator==(const CycleReadings&) const = default;
 };
@@ -84,11 +85,15 @@ class MonitoringLoop : public std::enable_shared_from_this<MonitoringLoop> {
     Waiter& waiter_;
     Executor& mainExecutor_;
     LowPowerSource& lowPower_;
+    const MachineFacts& machineFacts_;
     CollectorSet collectors_;
 
     // Any thread.
     MonitoringCycleCoordinator cycleCoordinator_;
     std::atomic<double> interval_ = 2.0;
+
+    // The running cycle only.
+    std::shared_ptr<const MachineDescription> machine_;  // null until the first cycle has asked
 
     // Main thread only.
     std::shared_ptr<Publish> publish_;

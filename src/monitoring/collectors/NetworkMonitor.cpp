@@ -10,30 +10,12 @@
 namespace corvanta {
 namespace {
 
-bool beginsWith(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
-}
-
-template <std::size_t count>
-bool beginsWithOneOf(const std::array<std::string_view, count>& prefixes, std::string_view name) {
-    return std::any_of(prefixes.begin(), prefixes.end(),
-                       [&](std::string_view prefix) { return beginsWith(name, prefix); });
-}
-
-bool isBridge(std::string_view name) {
-    constexpr std::array<std::string_view, 8> prefixes = {"bridge", "virbr",   "docker", "lxcbr",
-                                                          "lxdbr",  "incusbr", "podman", "cni"};
-    if (beginsWithOneOf(prefixes, name)) return true;
-    // "br0" and "br-1a2b3c", but not every name that happens to begin so.
-    return beginsWith(name, "br") && name.size() > 2 &&
-           (name[2] == '-' || (name[2] >= '0' && name[2] <= '9'));
-}
-
 bool isTunnel(std::string_view name) {
     constexpr std::array<std::string_view, 15> prefixes = {"utun",   "ipsec",     "tun",      "tap",    "wg",
                                                            "ppp",    "xfrm",      "vti",      "gre",    "sit",
                                                            "ip6tnl", "tailscale", "nordlynx", "proton", "zt"};
-    return beginsWithOneOf(prefixes, name);
+    return std::any_of(prefixes.begin(), prefixes.end(),
+                       [&](std::string_view prefix) { return name.starts_with(prefix); });
 }
 
 double rate(std::uint64_t now, std::uint64_t before, double elapsed) {
@@ -46,7 +28,7 @@ NetworkMonitor::NetworkMonitor(NetCounterSource& source, const Clock& clock)
     : source_(source), clock_(clock) {}
 
 std::set<std::string> NetworkMonitor::preferredInterfaceNames(const std::set<std::string>& names) {
-    for (const auto isOfTier : {hasPhysicalInterfacePrefix, isBridge, isTunnel}) {
+    for (const auto isOfTier : {hasPhysicalInterfacePrefix, hasBridgeInterfacePrefix, isTunnel}) {
         std::set<std::string> tier;
         std::copy_if(names.begin(), names.end(), std::inserter(tier, tier.end()), isOfTier);
         if (!tier.empty()) return tier;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <memory>
 
+#include "core/AsciiCase.h"
 #include "core/NumberText.h"
 #include "monitoring/collectors/ProcessName.h"
 
@@ -109,18 +110,13 @@ constexpr std::array<std::string_view, 85> linuxProtectedNames = {"kernel_task",
                                                                   "xdg-desktop-portal",
                                                                   "xdg-desktop-por"};
 
-char lowerCase(char sign) {
-    return sign >= 'A' && sign <= 'Z' ? static_cast<char>(sign - 'A' + 'a') : sign;
-}
-
 template <std::size_t count>
 bool holds(const std::array<std::string_view, count>& names, std::string_view name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
 bool isProtected(std::string_view name) {
-    std::string lower(name);
-    std::transform(lower.begin(), lower.end(), lower.begin(), lowerCase);
+    const std::string lower = asciiLowerCase(std::string(name));
     return holds(protectedNames, lower) || holds(linuxProtectedNames, lower) ||
            holds(linuxProtectedNames, lower.substr(0, linuxNameLength));
 }

@@ -10,32 +10,47 @@ namespace {
 
 constexpr std::string_view veth = "veth";
 constexpr std::string_view bond = "bond";
+constexpr std::string_view bridge = "bridge";
 
 // What passes through these passes through another interface as well.
 constexpr std::array<std::string_view, 11> doublingKinds = {
     "vlan", "macvlan", "macvtap", "ipvlan", veth, bond, "team", "dummy", "ifb", "vrf", "vxlan"};
 
-bool beginsWith(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
+constexpr std::array<std::string_view, 18> tunnelKinds = {
+    "tun",       "wireguard", "ovpn",      "ppp",    "ipip", "sit",  "gre",  "gretap", "ip6gre",
+    "ip6gretap", "erspan",    "ip6erspan", "ip6tnl", "vti",  "vti6", "xfrm", "geneve", "gtp"};
+
+template <std::size_t count>
+bool isOneOf(const std::array<std::string_view, count>& kinds, std::string_view kind) {
+    return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
 }
 
 bool isPeerToPeerWireless(std::string_view name) {
-    return beginsWith(name, "p2p-");
+    return name.starts_with("p2p-");
 }
 
 bool doubles(const LinkInfo& link) {
     // Stacked interfaces of drivers that give no kind have a dot, too: "wlan0.sta1".
     return link.name.find('.') != std::string::npos || isPeerToPeerWireless(link.name) ||
-           std::find(doublingKinds.begin(), doublingKinds.end(), link.kind) != doublingKinds.end();
+           isOneOf(doublingKinds, link.kind);
 }
 
 bool standsInForPhysical(const LinkInfo& link) {
     return link.kind == bond ||
-           (link.kind == veth && (beginsWith(link.name, "en") || beginsWith(link.name, "eth")));
+           (link.kind == veth && (link.name.starts_with("en") || link.name.starts_with("eth")));
 }
 
 std::string asPhysical(const std::string& name) {
     return hasPhysicalInterfacePrefix(name) ? name : "en:" + name;
+}
+
+std::string asItsKind(const LinkInfo& link) {
+    const bool looksPhysical = hasPhysicalInterfacePrefix(link.name);
+    if (link.kind == bridge && looksPhysical) return "bridge:" + link.name;
+    if (isOneOf(tunnelKinds, link.kind) && (looksPhysical || hasBridgeInterfacePrefix(link.name))) {
+        return "tun:" + link.name;
+    }
+    return link.name;
 }
 
 }  // namespace
@@ -53,7 +68,7 @@ std::string canonicalName(const LinkInfo& link, const LinkInfo* master, bool isA
         const bool isPortOfBond = master != nullptr && master->kind == bond;
         return isPortOfBond ? "x-" + link.name : asPhysical(link.name);
     }
-    return doubles(link) ? "x-" + link.name : link.name;
+    return doubles(link) ? "x-" + link.name : asItsKind(link);
 }
 
 void canonicalise(const std::vector<LinkInfo>& links, std::vector<InterfaceReading>& interfaces) {

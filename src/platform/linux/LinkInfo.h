@@ -28,9 +28,10 @@ bool isPhysical(const LinkInfo& link);
 
 /// The name that tells the kind. A physical interface whose own name tells nothing gets "en:" in front. A
 /// virtual one that only passes on what physical ones carry, and a port of a physical interface, gets "x-",
-/// which no family of names begins with. Where nothing physical is up, as in a container, "en" and "eth"
-/// veths and bonds are what carries the traffic, and count as physical; a bond then counts for its ports.
-/// `master` is the interface that `link` is a port of, null for none.
+/// which no family of names begins with. A bridge that looks physical by its name gets "bridge:", and a
+/// tunnel that looks physical or like a bridge gets "tun:". Where nothing physical is up, as in a container,
+/// "en" and "eth" veths and bonds are what carries the traffic, and count as physical; a bond then counts for
+/// its ports. `master` is the interface that `link` is a port of, null for none.
 std::string canonicalName(const LinkInfo& link, const LinkInfo* master, bool isAnyPhysicalUp);
 
 /// Replaces `interfaces` by the links under their canonical names, in the same order.

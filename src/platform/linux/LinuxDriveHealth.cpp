@@ -24,6 +24,12 @@ std::string devicePath(const RootDisk& disk) {
     return "/dev/" + name;
 }
 
+/// How much a report weighs: one without a verdict least, one of a failing drive most.
+int weight(const DriveReport& report) {
+    if (!report.smartStatus) return 0;
+    return report.smartStatus == "Failing" || report.smartStatus == "FAILED!" ? 2 : 1;
+}
+
 }  // namespace
 
 LinuxDriveHealth::LinuxDriveHealth(BusService::Connect systemBus, Places places)
@@ -41,12 +47,15 @@ std::optional<std::vector<DriveReport>> LinuxDriveHealth::readDrives(std::chrono
     const auto objects = askService(start + limit * 2 / 3, stop);
     std::vector<DriveReport> reports;
     for (const RootDisk& disk : disks) {
-        const DriveReport report = askDisk(disk, objects, start + limit, stop);
-        if (report != DriveReport{}) reports.push_back(report);
+        DriveReport report = askDisk(disk, objects, start + limit, stop);
+        if (report == DriveReport{}) continue;
+        // A verdict must not come to stand beside the name of another drive.
+        if (!report.deviceName && disks.size() > 1) report.deviceName = disk.name;
+        reports.push_back(std::move(report));
     }
     if (reports.empty() || stop.stop_requested()) return std::nullopt;
-    std::stable_partition(reports.begin(), reports.end(), [](const DriveReport& report) {
-        return report.smartStatus != "Failing" && report.smartStatus != "FAILED!";
+    std::stable_sort(reports.begin(), reports.end(), [](const DriveReport& one, const DriveReport& other) {
+        return weight(one) < weight(other);
     });
     return reports;
 }

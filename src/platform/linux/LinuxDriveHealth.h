@@ -16,7 +16,8 @@ namespace corvanta {
 
 /// The self-assessment of the disks that the root file system stands on: what the disk service says, or else
 /// a flash drive's own word, or else smartctl's; at least a disk's model where none of these has a verdict.
-/// Drives that fail come last, as the last word is the one that stays.
+/// Drives without a verdict come first and those that fail last, as the last name and the last verdict are
+/// the ones that stay. Of several drives, a nameless one goes by the kernel's name.
 ///
 /// Owned by the platform. One caller at a time, on a background thread. A source that is missing, hangs or
 /// talks nonsense counts as one that has nothing to say.

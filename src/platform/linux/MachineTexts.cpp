@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/AsciiCase.h"
 #include "core/PlainText.h"
 #include "core/Utf8Text.h"
 #include "platform/linux/TextScan.h"
@@ -64,16 +65,9 @@ constexpr std::array<ArmCore, 18> armCores = {{
 
 constexpr std::size_t mostProcessors = 65'536;
 
-std::string lowerCase(std::string text) {
-    for (char& c : text) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return text;
-}
-
 std::string meaningful(std::string_view raw) {
     std::string text = shownText(raw);
-    const bool isFiller = std::find(fillers.begin(), fillers.end(), lowerCase(text)) != fillers.end();
+    const bool isFiller = std::find(fillers.begin(), fillers.end(), asciiLowerCase(text)) != fillers.end();
     return isFiller ? std::string() : text;
 }
 
@@ -133,7 +127,7 @@ std::string shownText(std::string_view raw) {
 }
 
 std::string marketingName(const FirmwareTexts& texts) {
-    if (lowerCase(shownText(texts.vendor)) == "lenovo") {
+    if (asciiLowerCase(shownText(texts.vendor)) == "lenovo") {
         // Its product names are order numbers, and the name stands where others have a version.
         if (std::string name = meaningful(texts.productVersion); !name.empty()) return name;
     }

@@ -94,6 +94,8 @@ bool ProcNetDev::read(std::vector<LinkInfo>& links) {
         KernelFile event(folder + "/uevent");
         link.isUp = (parseInterfaceFlags(flags.read(mostSmallFile).value_or("")) & IFF_UP) != 0;
         link.kind = parseDeviceType(event.read(mostSmallFile).value_or(""));
+        // A user-space tunnel's event names no kind.
+        if (link.kind.empty() && access((folder + "/tun_flags").c_str(), F_OK) == 0) link.kind = "tun";
         link.hasDevice = access((folder + "/device").c_str(), F_OK) == 0;
         link.index = readIndex(folder + "/ifindex");
         link.master = readIndex(folder + "/master/ifindex");

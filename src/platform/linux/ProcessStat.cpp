@@ -44,10 +44,6 @@ std::uint64_t saturatedSum(std::uint64_t a, std::uint64_t b) {
                                                              : a + b;
 }
 
-bool beginsWith(std::string_view text, std::string_view beginning) {
-    return text.substr(0, beginning.size()) == beginning;
-}
-
 }  // namespace
 
 std::optional<ProcessStat> parseProcessStat(std::string_view text) {
@@ -92,8 +88,8 @@ std::string_view recoveredName(std::string_view comm, std::string_view cmdline) 
         if (const auto slash = name.rfind('/'); slash != std::string_view::npos) {
             name.remove_prefix(slash + 1);
         }
-        if (beginsWith(name, "-") && !beginsWith(comm, "-")) name.remove_prefix(1);  // a login shell
-        if (beginsWith(name, comm) && name.size() <= longestFileName) return name;
+        if (name.starts_with('-') && !comm.starts_with('-')) name.remove_prefix(1);  // a login shell
+        if (name.starts_with(comm) && name.size() <= longestFileName) return name;
     }
     return comm;
 }

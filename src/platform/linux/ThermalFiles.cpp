@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -57,6 +58,12 @@ TripPoints readTrips(const std::string& zone) {
         if (kind && value) trips.add(*kind, *value);
     }
     return trips;
+}
+
+/// The processors that share a core, in the kernel's words, which are the same for each of them.
+std::optional<std::string> coreOf(const std::string& topology) {
+    const auto processors = readFirstLine(topology + "core_cpus_list");
+    return processors ? processors : readFirstLine(topology + "thread_siblings_list");
 }
 
 }  // namespace
@@ -130,14 +137,25 @@ void ThermalFiles::findZones() {
 
 void ThermalFiles::findCounters() {
     const std::string processors = sysRoot_ + "/devices/system/cpu";
+    // The threads of a core count the same, as do the cores of a package: the first of each speaks for all. A
+    // processor without a known place speaks for itself.
+    std::set<std::string> cores;
+    std::set<std::string> packages;
     for (const int processor : numbered(processors, "cpu")) {
-        const std::string folder = processors + "/cpu" + std::to_string(processor) + "/thermal_throttle/";
-        addCounter(folder, "core", 2 * processor);
-        addCounter(folder, "package", 2 * processor + 1);
+        const std::string number = std::to_string(processor);
+        const std::string folder = std::string(processors).append("/cpu").append(number);
+        const std::string counters = folder + "/thermal_throttle/";
+        const std::string alone = "cpu" + number;
+        const std::string core = coreOf(folder + "/topology/").value_or(alone);
+        const std::string package = readFirstLine(folder + "/topology/physical_package_id").value_or(alone);
+        if (cores.count(core) == 0 && addCounter(counters, "core", 2 * processor)) cores.insert(core);
+        if (packages.count(package) == 0 && addCounter(counters, "package", 2 * processor + 1)) {
+            packages.insert(package);
+        }
     }
 }
 
-void ThermalFiles::addCounter(const std::string& folder, const std::string& part, int number) {
+bool ThermalFiles::addCounter(const std::string& folder, const std::string& part, int number) {
     using Unit = ThrottleCounter::Unit;
     const std::string time = folder + part + "_throttle_total_time_ms";
     const std::string count = folder + part + "_throttle_count";
@@ -146,7 +164,10 @@ void ThermalFiles::addCounter(const std::string& folder, const std::string& part
         counters_.push_back({KernelFile(time), number, Unit::milliseconds});
     } else if (std::filesystem::exists(count, error)) {
         counters_.push_back({KernelFile(count), number, Unit::events});
+    } else {
+        return false;
     }
+    return true;
 }
 
 }  // namespace corvanta

@@ -14,7 +14,7 @@ namespace corvanta {
 bool hasThermalFiles(const std::string& sysRoot);
 
 /// The files below /sys that tell how hot the machine is: processor sensors, thermal zones and throttle
-/// counters.
+/// counters, of which one is read for each core and one for each package.
 ///
 /// Owned by one reader. One thread at a time. Descriptors are kept, so that a reading opens nothing. Files
 /// come and go with drivers and processors and are searched for anew once in a while; one that can't be read
@@ -49,7 +49,8 @@ class ThermalFiles {
     void findSensors();
     void findZones();
     void findCounters();
-    void addCounter(const std::string& folder, const std::string& part, int number);
+    /// False when there is no such counter.
+    bool addCounter(const std::string& folder, const std::string& part, int number);
 
     std::string sysRoot_;
     std::vector<SensorFile> sensors_;
