@@ -9,8 +9,15 @@
 namespace corvanta {
 
 ExtendedProcessViewModel::ExtendedProcessViewModel(SystemMonitor& monitor, ProcessSignaller& signaller)
-    : monitor_(monitor), signaller_(signaller) {
-    connect(&monitor, &SystemMonitor::changed, this, &ExtendedProcessViewModel::changed);
+    : monitor_(monitor), signaller_(signaller), announcedList_(monitor.processList()) {
+    connect(&monitor, &SystemMonitor::changed, this, &ExtendedProcessViewModel::takeList);
+}
+
+/// Most of the monitor's samples bring no new list, and the tables are not free to make.
+void ExtendedProcessViewModel::takeList() {
+    if (announcedList_ == monitor_.processList()) return;
+    announcedList_ = monitor_.processList();
+    Q_EMIT changed();
 }
 
 std::vector<ProcessDetail> ExtendedProcessViewModel::filteredProcesses() const {

@@ -105,16 +105,18 @@ class ExtendedProcessViewModel final : public QObject {
     void closeNotice();
 
   Q_SIGNALS:
-    /// The state above or the monitor's values have changed.
+    /// The state above has changed, or the monitor has another list.
     void changed();
 
   private:
+    void takeList();
     const ProcessDetail* find(std::int64_t pid) const;
     void setNotice(std::optional<ProcessNotice> notice);
 
     SystemMonitor& monitor_;
     ProcessSignaller& signaller_;
 
+    ProcessList announcedList_;  // held, so that no later list can be taken for it
     std::string searchText_;
     std::optional<std::int64_t> selectedProcessID_;
     std::optional<std::string> selectedGroupName_;

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <compare>
 #include <cstdlib>
+#include <utility>
 
 #include "core/NumberText.h"
 
@@ -37,30 +38,46 @@ std::int64_t idOf(const ProcessGroup& group) {
     return group.samplePID;
 }
 
+/// A row while it is sorted. Its name is converted once, and not for each comparison.
 template <class Row>
-int compare(const Row& a, const Row& b, ProcessColumn column) {
+struct SortedRow {
+    Row row;
+    QString name;  // empty unless it is sorted by
+};
+
+template <class Row>
+int compare(const SortedRow<Row>& a, const SortedRow<Row>& b, ProcessColumn column) {
     switch (column) {
         case ProcessColumn::pid:
-            return compareNumbers(idOf(a), idOf(b));
+            return compareNumbers(idOf(a.row), idOf(b.row));
         case ProcessColumn::name:
-            return QString::compare(textOf(a.name), textOf(b.name), Qt::CaseInsensitive);
+            return QString::compare(a.name, b.name, Qt::CaseInsensitive);
         case ProcessColumn::kind:
-            return a.kind.compare(b.kind);
+            return a.row.kind.compare(b.row.kind);
         case ProcessColumn::cpuUsage:
-            return compareNumbers(ranked(a.cpuUsage), ranked(b.cpuUsage));
+            return compareNumbers(ranked(a.row.cpuUsage), ranked(b.row.cpuUsage));
         case ProcessColumn::cpuTime:
-            return compareNumbers(ranked(a.cpuTime), ranked(b.cpuTime));
+            return compareNumbers(ranked(a.row.cpuTime), ranked(b.row.cpuTime));
         case ProcessColumn::threads:
-            return compareNumbers(a.threads, b.threads);
+            return compareNumbers(a.row.threads, b.row.threads);
         case ProcessColumn::residentBytes:
-            return compareNumbers(a.residentBytes, b.residentBytes);
+            return compareNumbers(a.row.residentBytes, b.row.residentBytes);
     }
     std::abort();
 }
 
 template <class Row>
 void sortRows(std::vector<Row>& rows, const ProcessSortOrder& order) {
-    std::stable_sort(rows.begin(), rows.end(), [&](const Row& a, const Row& b) {
+    const bool needsNames = std::any_of(order.begin(), order.end(), [](const ProcessComparator& comparator) {
+        return comparator.column == ProcessColumn::name;
+    });
+    std::vector<SortedRow<Row>> sorted;
+    sorted.reserve(rows.size());
+    for (Row& row : rows) {
+        QString name = needsNames ? textOf(row.name) : QString();
+        sorted.push_back({std::move(row), std::move(name)});
+    }
+    std::stable_sort(sorted.begin(), sorted.end(), [&](const SortedRow<Row>& a, const SortedRow<Row>& b) {
         for (const ProcessComparator& comparator : order) {
             const int result = compare(a, b, comparator.column);
             if (result != 0)
@@ -68,6 +85,8 @@ void sortRows(std::vector<Row>& rows, const ProcessSortOrder& order) {
         }
         return false;
     });
+    std::transform(sorted.begin(), sorted.end(), rows.begin(),
+                   [](SortedRow<Row>& row) { return std::move(row.row); });
 }
 
 template <class Row>

@@ -72,6 +72,8 @@ class SystemMonitor final : public QObject {
     double downloadSpeed() const { return network_.download; }
     const std::optional<std::string>& requestedProcessSelection() const { return requestedProcessSelection_; }
     const std::vector<ProcessDetail>& allProcesses() const { return *allProcesses_; }
+    /// The same list, never null. It is another one only where a later list was taken.
+    const ProcessList& processList() const { return allProcesses_; }
     const std::vector<ProcessDetail>& topCPU() const { return topCPU_; }  ///< at most five, busiest first
     const std::vector<ProcessDetail>& topRAM() const { return topRAM_; }  ///< at most five, largest first
     const std::string& thermalState() const { return thermalState_; }

@@ -26,6 +26,17 @@ struct PairedBluetoothDevice {
     bool operator==(const PairedBluetoothDevice&) const = default;
 };
 
+/// What is known of the Bluetooth service's devices. Of those that are not connected it may lack some.
+struct BluetoothAnswer {
+    std::vector<PairedBluetoothDevice> devices = {};
+    /// The service itself said so, and has told of no change since. That no device is connected is then
+    /// final: a slow listing could only bring back those that have left. Otherwise it says no more than no
+    /// answer, as where there is no service to ask.
+    bool isCertain = false;
+
+    bool operator==(const BluetoothAnswer&) const = default;
+};
+
 /// The Bluetooth service, asked for its devices.
 ///
 /// Owned by the platform for the program's life. This base is a machine without Bluetooth.
@@ -33,13 +44,11 @@ class BluetoothQuery {
   public:
     virtual ~BluetoothQuery() = default;
 
-    /// What is certain without asking. Absent when the service has to be asked. Any thread; never blocks.
-    virtual std::optional<std::vector<PairedBluetoothDevice>> knownDevices() {
-        return std::vector<PairedBluetoothDevice>();
-    }
+    /// What is known without asking. Absent when the service has to be asked. Any thread; never blocks.
+    virtual std::optional<BluetoothAnswer> knownDevices() { return BluetoothAnswer(); }
 
     /// Asks. Absent when there is no answer. One caller at a time, on a thread that may stall.
-    virtual std::optional<std::vector<PairedBluetoothDevice>> pairedDevices() { return std::nullopt; }
+    virtual std::optional<BluetoothAnswer> pairedDevices() { return std::nullopt; }
 
     /// Calls `onChange` on the main thread after a device has come, gone or changed. Null when there are no
     /// events. Main thread.

@@ -24,6 +24,10 @@ class HeldProcess {
     /// The name when the hold was taken, as the system's list of processes has it.
     virtual const std::string& name() const = 0;
 
+    /// The beginning of the name, where the system keeps no more of it and `name` depends on what the process
+    /// itself tells, which may change while it runs. Empty where the system keeps the whole name.
+    virtual const std::string& cutName() const = 0;
+
     /// Delivers a signal. 0, or the system's error code; a process that has ended gives ESRCH, 3.
     virtual std::int32_t send(std::int32_t signal) = 0;
 };

@@ -54,8 +54,8 @@ class AppDelegate final : public QObject {
     std::optional<BluetoothMonitor> bluetoothMonitor_;
     std::unique_ptr<StatusItem> statusItem_;
     QMenu menu_;
-    QTimer dailyHeartbeatTimer_;
-    QTimer titleUpdateTimer_;  // a burst of changes becomes one redraw
+    QTimer dailyHeartbeatTimer_{this};
+    QTimer titleUpdateTimer_{this};  // a burst of changes becomes one redraw
 };
 
 }  // namespace corvanta

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <unistd.h>
 
+#include <algorithm>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <sstream>
@@ -19,6 +21,12 @@ std::vector<std::string> linesOf(const std::string& text) {
     std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) lines.push_back(line);
     return lines;
+}
+
+bool seesKernelThreads() {
+    std::ifstream file("/proc/2/comm");
+    std::string name;
+    return std::getline(file, name) && name == "kthreadd";
 }
 
 class ProcessesTest : public CtlTest {
@@ -46,22 +54,28 @@ TEST_F(ProcessesTest, aRowHoldsWhatTheKernelTellsOfTheProcess) {
     EXPECT_EQ(self->at("kind"), "User");
     EXPECT_GT(self->at("resident_bytes").get<double>(), 1e6);
     EXPECT_GE(self->at("threads").get<int>(), 1);
+    // In a namespace of its own a program sees none of the kernel's threads.
     const Json* kernel = find(rows, "pid", 0);
-    ASSERT_NE(kernel, nullptr);
-    EXPECT_EQ(kernel->at("name"), "kernel_task");
+    ASSERT_EQ(kernel != nullptr, seesKernelThreads());
+    if (kernel) {
+        EXPECT_EQ(kernel->at("name"), "kernel_task");
+    }
 }
 
 TEST_F(ProcessesTest, theBusiestComeFirst) {
     const auto child = ChildProcess::program("/bin/sh", {"sh", "-c", "while :; do :; done"});
-    const Json rows = list("");
+    Json rows;
+    // On a machine with much to do it may have to wait for its turn.
+    ASSERT_TRUE(eventually([&] {
+        rows = list("");
+        const Json* busy = find(rows, "pid", child.id());
+        return busy && busy->at("cpu_usage").get<double>() > 10;
+    })) << rows;
     double last = std::numeric_limits<double>::infinity();
     for (const Json& row : rows) {
         EXPECT_LE(row.at("cpu_usage").get<double>(), last);
         last = row.at("cpu_usage").get<double>();
     }
-    const Json* busy = find(rows, "pid", child.id());
-    ASSERT_NE(busy, nullptr);
-    EXPECT_GT(busy->at("cpu_usage").get<double>(), 10);
 }
 
 TEST_F(ProcessesTest, theLargestComeFirstOnDemand) {
@@ -81,15 +95,15 @@ TEST_F(ProcessesTest, topCutsTheList) {
 TEST_F(ProcessesTest, groupsJoinTheProcessesOfAName) {
     const auto one = ChildProcess::program("/bin/sleep", {"sleep", "1000"});
     const auto two = ChildProcess::program("/bin/sleep", {"sleep", "1000"});
-    // Other tests may sleep too.
-    for (const Json& row : list("--grouped")) {
-        const std::string name = row.at("name").get<std::string>();
-        if (name.rfind("sleep", 0) != 0) continue;
-        EXPECT_GE(row.at("count").get<int>(), 2);
-        EXPECT_EQ(name, "sleep  \xc3\x97" + row.at("count").dump());
-        return;
-    }
-    ADD_FAILURE() << "no group of the sleeping processes";
+    // Other tests may sleep too, and these two be still about to.
+    Json rows;
+    ASSERT_TRUE(eventually([&] {
+        rows = list("--grouped");
+        return std::any_of(rows.begin(), rows.end(), [](const Json& row) {
+            return row.at("count").get<int>() >= 2 &&
+                   row.at("name").get<std::string>() == "sleep  \xc3\x97" + row.at("count").dump();
+        });
+    })) << rows;
 }
 
 TEST_F(ProcessesTest, textIsATableWithTitles) {

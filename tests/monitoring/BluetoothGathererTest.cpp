@@ -176,6 +176,34 @@ TEST_F(BluetoothGathererTest, anAnswerWithDevicesLeavesTheCacheAndTheGateUntouch
     EXPECT_EQ(machine.bluetoothFallback.readings.comers(), 2);
 }
 
+TEST_F(BluetoothGathererTest, aCertainEmptyAnswerIsFinalAndDropsTheListingOfTheSilence) {
+    machine.bluetoothFallback.devices = {{.name = "Headset"}};
+    machine.bluetoothQuery.answer(std::nullopt);
+    EXPECT_EQ(gather(), Devices{device("Headset")});
+    machine.clock.advance(15);
+    machine.bluetoothQuery.isCertain = true;
+    machine.bluetoothQuery.answer(std::vector<PairedBluetoothDevice>{{.name = "Headset"}});
+    EXPECT_EQ(gather(), Devices{});
+    // It has left; the next silence must not bring it back.
+    machine.clock.advance(15);
+    machine.bluetoothQuery.answer(std::nullopt);
+    EXPECT_EQ(gather(), Devices{});
+    EXPECT_EQ(machine.bluetoothFallback.readings.comers(), 1);
+    machine.clock.advance(270);
+    EXPECT_EQ(gather(), Devices{device("Headset")});
+}
+
+TEST_F(BluetoothGathererTest, aCertainEmptyAnswerLeavesTheSlowListingForASilence) {
+    machine.bluetoothFallback.devices = {{.name = "Headset"}};
+    machine.bluetoothQuery.isCertain = true;
+    machine.bluetoothQuery.known.emplace();
+    EXPECT_EQ(gather(), Devices{});
+    EXPECT_EQ(machine.bluetoothFallback.readings.comers(), 0);
+    machine.clock.advance(20);
+    machine.bluetoothQuery.answer(std::nullopt);
+    EXPECT_EQ(gather(), Devices{device("Headset")});
+}
+
 TEST_F(BluetoothGathererTest, aBatteryOfAListedNameSetsItsLevelAndAnyOtherNameIsASecondDevice) {
     machine.bluetoothQuery.known = {connected("Mouse")};
     machine.peripheralBatteries.services = {battery(" Mouse\n", 80)};

@@ -104,7 +104,18 @@ TEST_F(ExtendedProcessViewModelTest, everyChangeIsAnnounced) {
     model->closeNotice();
     announces("notice closed");
     show({});
-    announces("the monitor's next sample");
+    announces("the monitor's next list");
+}
+
+TEST_F(ExtendedProcessViewModelTest, aSampleWithTheSameListIsNoChange) {
+    const QSignalSpy samples(monitor.get(), &SystemMonitor::changed);
+    const QSignalSpy changes(model.get(), &ExtendedProcessViewModel::changed);
+    for (int sample = 0; sample < 5; ++sample) show(script->processes);
+    monitor->setRequestedProcessSelection("Editor");
+    EXPECT_EQ(samples.count(), 6);
+    EXPECT_EQ(changes.count(), 0);
+    show({});
+    EXPECT_EQ(changes.count(), 1);
 }
 
 TEST_F(ExtendedProcessViewModelTest, theDetailIsOfTheLargerShare) {

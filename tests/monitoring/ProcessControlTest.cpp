@@ -33,11 +33,20 @@ TEST(ProcessControl, theNamesThatAreProtected) {
          {"kernel_task", "launchd", "windowserver", "loginwindow", "opendirectoryd", "securityd", "secinitd",
           "configd", "powerd", "diskarbitrationd", "cfprefsd", "notifyd",
           // and on Linux
-          "systemd", "init", "(sd-pam)", "systemd-journald", "systemd-logind", "systemd-udevd", "dbus-daemon",
-          "dbus-broker", "polkitd", "networkmanager", "udisksd", "upowerd", "gnome-keyring-daemon", "xorg",
-          "x", "xwayland", "gnome-shell", "kwin_wayland", "kwin_x11", "plasmashell", "gnome-session-binary",
-          "xfce4-session", "openbox", "sway", "gdm", "gdm-session-worker", "sddm", "lightdm", "login",
-          "agetty", "xdg-desktop-portal"}) {
+          "kernel_task", "systemd", "init", "(sd-pam)", "systemd-journal", "systemd-journald",
+          "systemd-logind", "systemd-udevd", "systemd-resolved", "systemd-resolve", "systemd-networkd",
+          "systemd-network", "dbus-daemon", "dbus-broker", "dbus-broker-launch", "dbus-broker-lau", "elogind",
+          "elogind-daemon", "polkitd", "networkmanager", "udisksd", "upowerd", "accounts-daemon", "sssd",
+          "gnome-keyring-daemon", "gnome-keyring-d", "xorg", "x", "xwayland", "gnome-shell", "mutter",
+          "kwin_wayland", "kwin_wayland_wrapper", "kwin_wayland_wr", "kwin_x11", "plasmashell",
+          "plasma_session", "ksmserver", "startplasma-wayland", "startplasma-way", "startplasma-x11",
+          "gnome-session-binary", "gnome-session-b", "gnome-session-service", "gnome-session-s",
+          "xfce4-session", "xfwm4", "mate-session", "marco", "cinnamon", "cinnamon-session",
+          "cinnamon-sessio", "muffin", "lxqt-session", "openbox", "budgie-wm", "enlightenment", "cosmic-comp",
+          "cosmic-session", "sway", "hyprland", "weston", "wayfire", "labwc", "river", "niri", "i3", "gdm",
+          "gdm3", "gdm-session-worker", "gdm-session-wor", "gdm-wayland-session", "gdm-wayland-ses",
+          "gdm-x-session", "sddm", "sddm-helper", "lightdm", "lxdm", "xdm", "greetd", "ly", "login", "agetty",
+          "xdg-desktop-portal", "xdg-desktop-por"}) {
         EXPECT_EQ(refusal(500, name, own), Refusal(ProtectedProcess{name})) << name;
         EXPECT_FALSE(canSignal(500, name, own)) << name;
     }
@@ -137,6 +146,16 @@ TEST_F(Sending, anIDThatWasReusedBeforeTheHoldGetsNothing) {
     EXPECT_EQ(send(killSignal, *held, "editor", own), Outcome(Failed{3}));
     EXPECT_EQ(send(killSignal, 500, "editor", signaller), Outcome(Failed{3}));
     EXPECT_TRUE(signaller.signals.empty());
+}
+
+TEST_F(Sending, theRestOfACutNameMayHaveChanged) {
+    signaller.start(600, "gnome-text-editor");
+    signaller.cutName(600, "gnome-text-edit");
+    for (const char* name : {"gnome-text-editor", "gnome-text-edit", "gnome-text-editing"})
+        EXPECT_EQ(send(terminateSignal, 600, name, signaller), Outcome(Signalled{})) << name;
+    for (const char* name : {"gnome-text-edi", "gnome-text", "other-text-editor", ""})
+        EXPECT_EQ(send(terminateSignal, 600, name, signaller), Outcome(Failed{3})) << name;
+    EXPECT_EQ(signaller.signals.size(), 3U);
 }
 
 TEST_F(Sending, aProcessWithoutANameIsMeantByItsID) {

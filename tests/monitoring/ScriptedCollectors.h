@@ -106,9 +106,13 @@ inline CollectorSet makeScriptedCollectors(const std::shared_ptr<CollectorScript
             script->noteReading();
             script->processesForced = forceRefresh;
             script->processesNow = now;
-            return std::make_shared<std::vector<ProcessDetail>>(script->processes);
+            // Between two lists the last one is given again.
+            if (!last || *last != script->processes)
+                last = std::make_shared<std::vector<ProcessDetail>>(script->processes);
+            return last;
         }
         Script script;
+        ProcessList last;
     };
     struct Pressure final : MemoryPressureCollector {
         explicit Pressure(Script s) : script(std::move(s)) {}

@@ -22,6 +22,15 @@ using SentInterfaces = QMap<QString, QVariantMap>;
 using SentObjects = QMap<QDBusObjectPath, SentInterfaces>;
 
 const QString service = QStringLiteral("org.bluez");
+const QString deviceInterface = QStringLiteral("org.bluez.Device1");
+const QString batteryInterface = QStringLiteral("org.bluez.Battery1");
+const QString connectedProperty = QStringLiteral("Connected");
+const QString percentageProperty = QStringLiteral("Percentage");
+const QString propertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
+const QString propertiesChanged = QStringLiteral("PropertiesChanged");
+const QString objectManager = QStringLiteral("org.freedesktop.DBus.ObjectManager");
+const QString interfacesAdded = QStringLiteral("InterfacesAdded");
+const QString interfacesRemoved = QStringLiteral("InterfacesRemoved");
 const QString mouse = QStringLiteral("11:22:33:44:55:66");
 const QString headset = QStringLiteral("AA:BB:CC:DD:EE:FF");
 
@@ -43,16 +52,30 @@ QVariant oneDevice(const QVariantMap& properties, const QVariantMap& battery = {
     return objects({{QDBusObjectPath(MockBluez::pathOf(mouse)), interfaces}});
 }
 
+void announce(BusPeer& peer, const QString& path, const SentInterfaces& interfaces) {
+    qDBusRegisterMetaType<SentInterfaces>();
+    peer.emitSignal(QStringLiteral("/"), objectManager, interfacesAdded,
+                    {QVariant::fromValue(QDBusObjectPath(path)), QVariant::fromValue(interfaces)});
+}
+void withdraw(BusPeer& peer, const QString& path, const QStringList& interfaces) {
+    peer.emitSignal(QStringLiteral("/"), objectManager, interfacesRemoved,
+                    {QVariant::fromValue(QDBusObjectPath(path)), interfaces});
+}
+
+Devices devicesOf(const std::optional<BluetoothAnswer>& answer) {
+    return answer ? Devices(answer->devices) : std::nullopt;
+}
+
 class BluezQueryTest : public testing::Test {
   protected:
     BusService::Connect connect() {
         return [address = bus.address()] { return connectionTo(address, QStringLiteral("service")); };
     }
     Devices ask() {
-        return onWorker([this] { return query.pairedDevices(); });
+        return devicesOf(onWorker([this] { return query.pairedDevices(); }));
     }
     Devices known() {
-        return onWorker([this] { return query.knownDevices(); });
+        return devicesOf(onWorker([this] { return query.knownDevices(); }));
     }
     /// After the next event that the query tells of.
     bool awaitEvent() {
@@ -96,7 +119,7 @@ TEST_F(BluezQueryTest, anAbsentServiceIsKnownToBeAbsentUntilItComes) {
     subscribe();
     EXPECT_EQ(known(), std::nullopt);
     EXPECT_EQ(ask(), std::nullopt);
-    EXPECT_EQ(known(), Devices(std::in_place));
+    EXPECT_EQ(query.knownDevices(), BluetoothAnswer{});  // and so not certain to have no devices
     auto bluez = std::make_unique<MockBluez>(bus.address());
     ASSERT_TRUE(awaitEvent());
     EXPECT_EQ(known(), std::nullopt);
@@ -119,10 +142,14 @@ TEST_F(BluezQueryTest, whatIsKnownLastsUntilTheServiceTellsOfAChange) {
     const std::vector<std::pair<std::function<void()>, Devices>> rows = {
         {[&] { bluez.connect(mouse); }, std::vector{device("MX Mouse", true, mouse)}},
         {[&] { bluez.rename(mouse, QStringLiteral("Ann's")); }, std::vector{device("Ann's", true, mouse)}},
-        {[&] { bluez.disconnect(mouse); }, std::vector{device("Ann's", false, mouse)}},
-        {[&] { bluez.add(headset, QStringLiteral("Headset")); },
-         std::vector{device("Ann's", false, mouse), device("Headset", false, headset)}},
-        {[&] { bluez.remove(mouse); }, std::vector{device("Headset", false, headset)}}};
+        {[&] {
+             bluez.add(headset, QStringLiteral("Headset"));
+             bluez.connect(headset);
+         },
+         std::vector{device("Ann's", true, mouse), device("Headset", true, headset)}},
+        {[&] { bluez.disconnect(mouse); },
+         std::vector{device("Ann's", false, mouse), device("Headset", true, headset)}},
+        {[&] { bluez.remove(headset); }, std::vector{device("Ann's", false, mouse)}}};
     for (const auto& [change, devices] : rows) {
         EXPECT_TRUE(known());
         change();
@@ -158,22 +185,85 @@ TEST_F(BluezQueryTest, whileNothingChangesNobodyIsAsked) {
     subscribe();
     ask();
     EXPECT_EQ(peer.calls(), 1);
-    for (int i = 0; i < 100; ++i) EXPECT_EQ(query.knownDevices(), Devices(std::in_place));
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(devicesOf(query.knownDevices()), Devices(std::in_place));
     // What is about other things is no change.
-    const QString properties = QStringLiteral("org.freedesktop.DBus.Properties");
-    const QString changed = QStringLiteral("PropertiesChanged");
-    peer.emitSignal(MockBluez::pathOf(mouse), properties, changed,
+    peer.emitSignal(MockBluez::pathOf(mouse), propertiesInterface, propertiesChanged,
                     {QStringLiteral("org.bluez.Device1"),
                      QVariantMap{{QStringLiteral("RSSI"), QVariant::fromValue<short>(-40)}}, QStringList()});
-    peer.emitSignal(MockBluez::pathOf(mouse), properties, changed, {QStringLiteral("nonsense")});
+    peer.emitSignal(MockBluez::pathOf(mouse), propertiesInterface, propertiesChanged,
+                    {QStringLiteral("nonsense")});
     EXPECT_EQ(events, 0);
     peer.emitSignal(
-        MockBluez::pathOf(mouse), properties, changed,
+        MockBluez::pathOf(mouse), propertiesInterface, propertiesChanged,
         {QStringLiteral("org.bluez.Device1"), QVariantMap(), QStringList{QStringLiteral("Connected")}});
     ASSERT_TRUE(awaitEvent());
     EXPECT_EQ(events, 1);
     EXPECT_EQ(query.knownDevices(), std::nullopt);
     EXPECT_EQ(peer.calls(), 1);
+}
+
+TEST_F(BluezQueryTest, whatTheServiceSaysIsCertain) {
+    const BusPeer peer(bus.address(), service, replies(objects({})));
+    subscribe();
+    const BluetoothAnswer nothing{.isCertain = true};
+    EXPECT_EQ(onWorker([this] { return query.pairedDevices(); }), nothing);
+    EXPECT_EQ(query.knownDevices(), nothing);
+}
+
+TEST_F(BluezQueryTest, whatIsFoundAndForgottenByLookingAroundIsNoChange) {
+    BusPeer peer(bus.address(), service,
+                 replies(oneDevice({{connectedProperty, true}}, {{percentageProperty, 50}})));
+    subscribe();
+    ask();
+    for (int i = 0; i < 1000; ++i) {
+        const QString stranger = QStringLiteral("/org/bluez/hci0/dev_%1").arg(i);
+        announce(peer, stranger,
+                 {{deviceInterface, {{connectedProperty, i % 2 == 0 ? QVariant(false) : 1}}}});
+        peer.emitSignal(stranger, propertiesInterface, propertiesChanged,
+                        {deviceInterface, QVariantMap{{QStringLiteral("Alias"), stranger}}, QStringList()});
+        withdraw(peer, stranger, {deviceInterface});
+    }
+    // Nor is another side of a device that counts, nor what no one can read.
+    announce(peer, MockBluez::pathOf(mouse), {{QStringLiteral("org.bluez.MediaControl1"), {}}});
+    withdraw(peer, MockBluez::pathOf(mouse), {QStringLiteral("org.bluez.MediaControl1")});
+    for (const QString& member : {interfacesAdded, interfacesRemoved})
+        peer.emitSignal(QStringLiteral("/"), objectManager, member, {QStringLiteral("nonsense")});
+
+    announce(peer, MockBluez::pathOf(headset), {{deviceInterface, {{connectedProperty, true}}}});
+    ASSERT_TRUE(awaitEvent());
+    EXPECT_EQ(events, 1);
+    announce(peer, MockBluez::pathOf(headset), {{batteryInterface, {{percentageProperty, 50}}}});
+    ASSERT_TRUE(awaitEvent());
+    withdraw(peer, MockBluez::pathOf(mouse), {batteryInterface});
+    ASSERT_TRUE(awaitEvent());
+    withdraw(peer, MockBluez::pathOf(mouse), {deviceInterface});
+    ASSERT_TRUE(awaitEvent());
+    EXPECT_EQ(events, 4);
+}
+
+TEST_F(BluezQueryTest, aDeviceThatLeavesWhileAQuestionIsOpenIsAChange) {
+    BusPeer peer(bus.address(), service, [](const QDBusMessage&) { return QDBusMessage(); });
+    subscribe();
+    auto answer = std::async(std::launch::async, [this] { return query.pairedDevices(); });
+    ASSERT_TRUE(eventually([&] { return peer.calls() == 1; }));
+    withdraw(peer, MockBluez::pathOf(mouse), {deviceInterface});
+    EXPECT_TRUE(awaitEvent());
+    EXPECT_EQ(events, 1);
+    peer.leave();
+    onWorker([&] { return answer.get(); });
+}
+
+TEST_F(BluezQueryTest, whileAQuestionIsOpenNoLevelIsTold) {
+    BusPeer peer(bus.address(), service,
+                 replies(oneDevice({{connectedProperty, true}}, {{percentageProperty, 50}})));
+    ask();
+    ASSERT_EQ(query.batteries().size(), 1U);
+    peer.setAnswer([](const QDBusMessage&) { return QDBusMessage(); });
+    auto answer = std::async(std::launch::async, [this] { return query.pairedDevices(); });
+    ASSERT_TRUE(eventually([&] { return peer.calls() == 2; }));
+    EXPECT_EQ(query.batteries(), std::vector<PeripheralBattery>{});
+    peer.leave();
+    onWorker([&] { return answer.get(); });
 }
 
 TEST_F(BluezQueryTest, withoutASubscriptionNothingIsKnown) {

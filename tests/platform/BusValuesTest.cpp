@@ -119,3 +119,25 @@ TEST(BusValues, pathsComeInTheirOrder) {
     EXPECT_EQ(pathsOf(sent(QVariant::fromValue(paths))),
               (QStringList{QStringLiteral("/b"), QStringLiteral("/a")}));
 }
+
+TEST(BusValues, aSignalAboutInterfacesOfAnotherShapeIsAbsent) {
+    const QVariant path = QVariant::fromValue(QDBusObjectPath(QStringLiteral("/a")));
+    const QStringList names{QStringLiteral("com.example.One")};
+    const auto signal = [](const char* member, const QVariantList& arguments) {
+        QDBusMessage message = QDBusMessage::createSignal(QStringLiteral("/"), QStringLiteral("com.example"),
+                                                          QLatin1String(member));
+        message.setArguments(arguments);
+        return message;
+    };
+    const auto removed = removedInterfacesOf(signal("InterfacesRemoved", {path, names}));
+    ASSERT_TRUE(removed);
+    EXPECT_EQ(removed->path, QStringLiteral("/a"));
+    EXPECT_EQ(removed->interfaces, names);
+    for (const QVariantList& arguments :
+         {QVariantList{}, QVariantList{path}, QVariantList{path, 7}, QVariantList{names, names},
+          QVariantList{path, names, names}, QVariantList{path, QVariantMap()}}) {
+        EXPECT_FALSE(removedInterfacesOf(signal("InterfacesRemoved", arguments)));
+        EXPECT_FALSE(addedInterfacesOf(signal("InterfacesAdded", arguments)));
+    }
+    EXPECT_FALSE(removedInterfacesOf(signal("InterfacesAdded", {path, names})));
+}

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <QDBusError>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
 #include <string>
@@ -218,6 +219,28 @@ TEST_F(PeripheralBatteriesTest, aUPowerThatAnswersNonsenseHasNone) {
     EXPECT_EQ(services(), std::vector<PeripheralBattery>{});
     EXPECT_EQ(services(), std::vector<PeripheralBattery>{});
     EXPECT_EQ(peer.calls(), 4);
+}
+
+TEST_F(PeripheralBatteriesTest, aDeviceThatRefusesHidesNoOther) {
+    bool isRefusing = true;
+    const BusPeer peer(bus.address(), upowerName, [&](const QDBusMessage& call) {
+        if (call.member() != QStringLiteral("GetAll")) {
+            QList<QDBusObjectPath> paths;
+            for (const char* path : {"/a", "/b", "/c"}) paths.append(QDBusObjectPath(QLatin1String(path)));
+            return call.createReply(QVariant::fromValue(paths));
+        }
+        if (call.path() == QStringLiteral("/b") && isRefusing)
+            return call.createErrorReply(QDBusError::UnknownObject, QStringLiteral("it has just left"));
+        return call.createReply(properties({{QStringLiteral("Model"), call.path()}}));
+    });
+    subscribe();
+    EXPECT_EQ(services(), (std::vector<PeripheralBattery>{{50, "/a"}, {50, "/c"}}));
+    EXPECT_EQ(peer.calls(), 4);
+    isRefusing = false;
+    EXPECT_EQ(services(), (std::vector<PeripheralBattery>{{50, "/a"}, {50, "/b"}, {50, "/c"}}));
+    EXPECT_EQ(peer.calls(), 8);
+    services();
+    EXPECT_EQ(peer.calls(), 8);
 }
 
 TEST_F(PeripheralBatteriesTest, aBatteryThatUPowerToldOfIsNotReadAgain) {

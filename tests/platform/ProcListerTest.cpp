@@ -189,6 +189,21 @@ TEST_F(ProcListerTree, aRecoveredNameIsKeptForAsLongAsTheProcessRunsTheSameProgr
     EXPECT_EQ(list()[0].name, "short");
 }
 
+TEST_F(ProcListerTree, argumentsThatDoNotHelpAreReadTwice) {
+    tree.write(8, "a-very-long-pro", {.startTicks = 100});
+    EXPECT_EQ(list()[0].name, "a-very-long-pro");  // it is just being started
+    tree.writeArguments(8, "a-very-long-process\0"s);
+    EXPECT_EQ(list()[0].name, "a-very-long-process");
+
+    tree.write(8, "another-long-na", {.startTicks = 100});
+    for (int pass = 0; pass < 3; ++pass) EXPECT_EQ(list()[0].name, "another-long-na");
+    tree.writeArguments(8, "another-long-name\0"s);  // not read any more
+    EXPECT_EQ(list()[0].name, "another-long-na");
+
+    tree.write(8, "another-long-na", {.startTicks = 200});  // another process
+    EXPECT_EQ(list()[0].name, "another-long-name");
+}
+
 TEST_F(ProcListerTree, namesAreRepairedAndTrimmed) {
     tree.write(1, "we)ird (na\nme");
     tree.write(2, " \n ");

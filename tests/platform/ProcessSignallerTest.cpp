@@ -13,10 +13,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "monitoring/collectors/ProcessControl.h"
 #include "platform/OpenDescriptors.h"
 #include "platform/ProcTree.h"
 #include "platform/linux/LinuxProcessSignaller.h"
+#include "platform/linux/ProcLister.h"
 #include "support/ChildProcess.h"
 #include "support/FakeProcesses.h"
 
@@ -200,6 +203,44 @@ TEST(LinuxProcessSignaller, theNameIsThatOfTheList) {
     tree.write(getpid(), "a-very-long-pro");
     tree.writeArguments(getpid(), "a-very-long-process\0"s);
     EXPECT_EQ(LinuxProcessSignaller(tree.root()).hold(getpid())->name(), "a-very-long-process");
+    tree.write(getpid(), "fourteen-bytes");
+    EXPECT_EQ(LinuxProcessSignaller(tree.root()).hold(getpid())->cutName(), "");
+}
+
+TEST(LinuxProcessSignaller, aProcessThatRewritesItsArgumentsCanBeQuitByTheNameOfTheList) {
+    using namespace std::string_literals;
+    const auto listedName = [](ProcLister& lister) {
+        std::vector<ListedProcess> processes;
+        EXPECT_TRUE(lister.listProcesses(processes));
+        return processes.at(0).name;
+    };
+    for (const auto& open : {LinuxProcessSignaller::OpenProcess(openProcess), failing(ENOSYS)}) {
+        const ProcTree tree;
+        ProcLister lister(tree.root());
+        LinuxProcessSignaller signaller(tree.root(), open);
+        ChildProcess child = ChildProcess::sleeping();
+        const std::int64_t own = getpid();
+        tree.write(child.id(), "a-very-long-pro");
+        tree.writeArguments(child.id(), "/opt/a-very-long-process\0"s);
+        const std::string name = listedName(lister);
+        EXPECT_EQ(name, "a-very-long-process");
+        tree.writeArguments(child.id(), "worker: idle\0"s);
+        EXPECT_EQ(listedName(lister), name);
+
+        const auto held = signaller.hold(child.id());
+        EXPECT_EQ(held->cutName(), "a-very-long-pro");
+        tree.writeArguments(child.id(), "worker: busy\0"s);
+        for (const char* other : {"another-long-na", "worker"}) {
+            tree.write(child.id(), other);
+            EXPECT_EQ(ProcessControl::send(SIGTERM, child.id(), name, signaller),
+                      ProcessControl::Outcome(ProcessControl::Failed{ESRCH}));
+        }
+        EXPECT_TRUE(child.isRunning());
+        tree.write(child.id(), "a-very-long-pro");
+        EXPECT_EQ(ProcessControl::send(SIGTERM, *held, name, own),
+                  ProcessControl::Outcome(ProcessControl::Signalled{}));
+        EXPECT_EQ(child.collect(), SIGTERM);
+    }
 }
 
 TEST(LinuxProcessSignaller, aSignalThatIsNotAllowedSaysSo) {

@@ -6,6 +6,8 @@
 #include <QApplication>
 #include <QTest>
 #include <QTimer>
+#include <QTimerEvent>
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -68,6 +70,26 @@ class AppDelegateTest : public testing::Test {
         queueLoad(percent);
         machine_.waiter.release();
         finishCycle();
+    }
+
+    void storeRowsOfAges(const std::vector<double>& ages) {
+        SnapshotValues values;
+        for (const double age : ages) {
+            values.timestamp = instantFromSeconds(secondsSince1970(machine_.clock.now()) - age);
+            database_.insertSnapshot(values);
+        }
+    }
+    std::vector<double> storedAges() {
+        std::vector<double> ages;
+        for (const SystemSnapshot& row : database_.fetchHistory(10'000'000))
+            ages.push_back(secondsSince1970(machine_.clock.now()) - static_cast<double>(row.timestamp));
+        return ages;
+    }
+    QTimer* repeatingTimer() const {
+        for (QTimer* timer : delegate_->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)) {
+            if (!timer->isSingleShot()) return timer;
+        }
+        return nullptr;
     }
 
     int redraws() const { return item_->calls().setContent; }
@@ -257,24 +279,27 @@ TEST_F(AppDelegateTest, quitEndsTheEventLoop) {
 }
 
 TEST_F(AppDelegateTest, theLaunchPrunesTheStore) {
-    const double now = secondsSince1970(machine_.clock.now());
-    SnapshotValues values;
-    for (const double age : {2592001.0, 2592000.0, 60.0}) {
-        values.timestamp = instantFromSeconds(now - age);
-        database_.insertSnapshot(values);
-    }
-    const auto agesLeft = [&] {
-        std::vector<double> ages;
-        for (const SystemSnapshot& row : database_.fetchHistory(10'000'000)) {
-            ages.push_back(now - static_cast<double>(row.timestamp));
-        }
-        return ages;
-    };
+    storeRowsOfAges({2592001.0, 2592000.0, 60.0});
     make(sink_);
     finishCycle();
-    EXPECT_EQ(agesLeft(), (std::vector{2592001.0, 2592000.0, 60.0}));
+    EXPECT_EQ(storedAges(), (std::vector{2592001.0, 2592000.0, 60.0}));
     delegate_->applicationDidFinishLaunching();
-    EXPECT_EQ(agesLeft(), (std::vector{2592000.0, 60.0}));
+    EXPECT_EQ(storedAges(), (std::vector{2592000.0, 60.0}));
+}
+
+TEST_F(AppDelegateTest, theStoreIsPrunedOnceADay) {
+    launch();
+    storeRowsOfAges({2592001.0, 2592000.0, 60.0});
+    QTimer* const daily = repeatingTimer();
+    ASSERT_NE(daily, nullptr);
+    EXPECT_EQ(daily->intervalAsDuration(), std::chrono::hours(24));
+    ASSERT_TRUE(daily->isActive());
+    for (const std::vector<double>& left : {std::vector{2592000.0, 60.0}, std::vector{86460.0}}) {
+        QTimerEvent event(daily->timerId());
+        QCoreApplication::sendEvent(daily, &event);
+        EXPECT_EQ(storedAges(), left);
+        machine_.clock.advance(86400);
+    }
 }
 
 TEST_F(AppDelegateTest, theProgramsSinkStoresARowAtMostEveryTenSeconds) {

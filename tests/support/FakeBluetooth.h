@@ -57,10 +57,10 @@ class FakeBluetoothQuery final : public BluetoothQuery {
   public:
     using Devices = std::optional<std::vector<PairedBluetoothDevice>>;
 
-    Devices knownDevices() override { return known; }
-    Devices pairedDevices() override {
+    std::optional<BluetoothAnswer> knownDevices() override { return answerOf(known); }
+    std::optional<BluetoothAnswer> pairedDevices() override {
         questions.enter();
-        return paired;
+        return answerOf(paired);
     }
     std::unique_ptr<Subscription> subscribe(const std::function<void()>& onChange) override {
         return subscribers.add(onChange);
@@ -74,8 +74,15 @@ class FakeBluetoothQuery final : public BluetoothQuery {
 
     Devices known = std::vector<PairedBluetoothDevice>();
     Devices paired;
+    bool isCertain = false;  ///< what it answers
     FakeDoor questions;
     FakeSubscribers<> subscribers;
+
+  private:
+    std::optional<BluetoothAnswer> answerOf(const Devices& devices) const {
+        if (!devices) return std::nullopt;
+        return BluetoothAnswer{.devices = *devices, .isCertain = isCertain};
+    }
 };
 
 /// No test changes the devices while they may be read.

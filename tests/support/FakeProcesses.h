@@ -54,8 +54,10 @@ class FakeProcessSignaller final : public ProcessSignaller {
     /// Starts a process, in place of the one that has the id now.
     void start(std::int64_t id, std::string name, ProcessFacts facts = {"somebody", 60}) {
         end(id);
-        processes_[id] = std::make_shared<Process>(Process{std::move(name), std::move(facts)});
+        processes_[id] = std::make_shared<Process>(Process{std::move(name), {}, std::move(facts)});
     }
+    /// From now on the system keeps only that much of the name.
+    void cutName(std::int64_t id, std::string cutName) { processes_.at(id)->cutName = std::move(cutName); }
     void end(std::int64_t id) {
         const auto found = processes_.find(id);
         if (found == processes_.end()) return;
@@ -68,7 +70,7 @@ class FakeProcessSignaller final : public ProcessSignaller {
         ++holds;
         const auto found = processes_.find(id);
         auto process =
-            found == processes_.end() ? std::make_shared<Process>(Process{{}, {}, false}) : found->second;
+            found == processes_.end() ? std::make_shared<Process>(Process{{}, {}, {}, false}) : found->second;
         return std::make_unique<Held>(*this, id, std::move(process));
     }
     std::optional<ProcessFacts> facts(std::int64_t id) override {
@@ -84,15 +86,21 @@ class FakeProcessSignaller final : public ProcessSignaller {
   private:
     struct Process {
         std::string name;
+        std::string cutName;
         ProcessFacts facts;
         bool isRunning = true;
     };
     class Held final : public HeldProcess {
       public:
         Held(FakeProcessSignaller& owner, std::int64_t id, std::shared_ptr<Process> process)
-            : owner_(owner), id_(id), name_(process->name), process_(std::move(process)) {}
+            : owner_(owner),
+              id_(id),
+              name_(process->name),
+              cutName_(process->cutName),
+              process_(std::move(process)) {}
         std::int64_t id() const override { return id_; }
         const std::string& name() const override { return name_; }
+        const std::string& cutName() const override { return cutName_; }
         std::int32_t send(std::int32_t signal) override {
             if (!process_->isRunning) return ESRCH;
             if (owner_.error == 0) owner_.signals.push_back({id_, signal});
@@ -103,6 +111,7 @@ class FakeProcessSignaller final : public ProcessSignaller {
         FakeProcessSignaller& owner_;
         std::int64_t id_;
         std::string name_;
+        std::string cutName_;
         std::shared_ptr<Process> process_;
     };
 

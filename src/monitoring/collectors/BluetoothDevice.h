@@ -31,6 +31,7 @@ struct BluetoothListing {
     std::vector<BluetoothDevice> devices;
     /// By address, of every device that was told of.
     std::map<std::string, std::string> names;
+    bool isCertain = false;  ///< the source knows: what it does not list is not connected
 
     /// Lists a device that is not in the list yet under exactly that name.
     void add(const std::string& name, const std::string& address,

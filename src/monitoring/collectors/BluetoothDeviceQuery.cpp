@@ -10,9 +10,10 @@ namespace {
 
 constexpr auto closingTime = std::chrono::seconds(2);
 
-BluetoothListing listingOf(const std::vector<PairedBluetoothDevice>& paired) {
+BluetoothListing listingOf(const BluetoothAnswer& answer) {
     BluetoothListing listing;
-    for (const PairedBluetoothDevice& device : paired) {
+    listing.isCertain = answer.isCertain;
+    for (const PairedBluetoothDevice& device : answer.devices) {
         if (device.isConnected && device.name && !device.name->empty())
             listing.add(*device.name, device.address);
     }

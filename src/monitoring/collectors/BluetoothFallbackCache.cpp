@@ -18,4 +18,9 @@ BluetoothListing BluetoothFallbackCache::devices(double uptime,
     return cachedDevices_;
 }
 
+void BluetoothFallbackCache::drop() {
+    LockGuard guard(lock_);
+    cachedDevices_ = {};
+}
+
 }  // namespace corvanta

@@ -19,6 +19,9 @@ class BluetoothFallbackCache {
 
     BluetoothListing devices(double uptime, const std::function<BluetoothListing()>& read);
 
+    /// Drops the last listing, which is known to be out of date. When the next is due stays as it is.
+    void drop();
+
   private:
     Mutex lock_;
     MonitoringRefreshGate refreshGate_ GUARDED_BY(lock_){minimumInterval};

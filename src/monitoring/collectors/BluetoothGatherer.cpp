@@ -61,8 +61,13 @@ BluetoothGatherer::BluetoothGatherer(const Platform& platform, std::chrono::seco
 std::vector<BluetoothDevice> BluetoothGatherer::gather(const std::stop_token& stop) {
     BluetoothListing listing = deviceQuery_.devices(queryTimeout, stop).value_or(BluetoothListing{});
     if (stop.stop_requested()) return {};
-    if (listing.devices.empty())
-        listing = fallbackCache_.devices(clock_.systemUptime(), [&] { return readFallback(stop); });
+    if (listing.devices.empty()) {
+        if (listing.isCertain) {
+            fallbackCache_.drop();
+        } else {
+            listing = fallbackCache_.devices(clock_.systemUptime(), [&] { return readFallback(stop); });
+        }
+    }
     if (stop.stop_requested()) return {};
     enrichWithBatteryLevels(listing, batteries_);
     return std::move(listing.devices);

@@ -121,6 +121,13 @@ bool isProtected(std::string_view name) {
            holds(linuxProtectedNames, lower.substr(0, linuxNameLength));
 }
 
+/// A process may have told the rest of a long name otherwise when it was listed than when it was held.
+bool isCalled(const HeldProcess& process, std::string_view name) {
+    const std::string& cutName = process.cutName();
+    return shownProcessName(process.id(), process.name()) == name ||
+           (!cutName.empty() && name.substr(0, cutName.size()) == cutName);
+}
+
 }  // namespace
 
 std::optional<Refusal> refusal(std::int64_t pid, std::string_view name, std::int64_t ownProcessID) {
@@ -142,7 +149,7 @@ Outcome send(std::int32_t signal, std::int64_t pid, std::string_view name, Proce
 
 Outcome send(std::int32_t signal, HeldProcess& process, std::string_view name, std::int64_t ownProcessID) {
     if (auto refused = refusal(process.id(), name, ownProcessID)) return Refused{*refused};
-    if (shownProcessName(process.id(), process.name()) != name) return Failed{noSuchProcess};
+    if (!isCalled(process, name)) return Failed{noSuchProcess};
     const std::int32_t code = process.send(signal);
     if (code != 0) return Failed{code};
     return Signalled{};

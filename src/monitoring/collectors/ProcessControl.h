@@ -61,7 +61,7 @@ Outcome send(std::int32_t signal, std::int64_t pid, std::string_view name, Proce
 
 /// The same, to a process that is held since the user was asked. `name` is the one that the user was shown: a
 /// process that had another name when it was taken hold of is not the one that was meant, which then has
-/// ended.
+/// ended. Of a name that the system cuts, the part that it keeps has to agree.
 Outcome send(std::int32_t signal, HeldProcess& process, std::string_view name, std::int64_t ownProcessID);
 
 std::string menuLabel(const Refusal& refusal);

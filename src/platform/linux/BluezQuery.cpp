@@ -28,7 +28,7 @@ BluezQuery::BluezQuery(BusService::Connect connect, std::chrono::milliseconds ca
                 .signalNames = {{objectManager(), QStringLiteral("InterfacesAdded")},
                                 {objectManager(), QStringLiteral("InterfacesRemoved")}}}) {}
 
-std::optional<std::vector<PairedBluetoothDevice>> BluezQuery::knownDevices() {
+std::optional<BluetoothAnswer> BluezQuery::knownDevices() {
     {
         LockGuard guard(mutex_);
         if (validAt_ != changes_) return std::nullopt;
@@ -36,14 +36,15 @@ std::optional<std::vector<PairedBluetoothDevice>> BluezQuery::knownDevices() {
     // After the first question this no longer blocks.
     if (!service_.listen()) return std::nullopt;
     LockGuard guard(mutex_);
-    return told_.devices;
+    return told_.answer;
 }
 
-std::optional<std::vector<PairedBluetoothDevice>> BluezQuery::pairedDevices() {
+std::optional<BluetoothAnswer> BluezQuery::pairedDevices() {
     {
         LockGuard guard(mutex_);
         state_ = BluetoothServiceState::fails;
         validAt_.reset();
+        told_ = {};  // should the question hang, no old level stands beside the fallback's devices
     }
     // First, so that no change slips through between the answer and the signals.
     const bool isListening = service_.listen();
@@ -58,7 +59,7 @@ std::optional<std::vector<PairedBluetoothDevice>> BluezQuery::pairedDevices() {
     told_ = std::move(told);
     if (isListening && state != BluetoothServiceState::fails) validAt_ = changes;
     if (state != BluetoothServiceState::answers) return std::nullopt;
-    return told_.devices;
+    return told_.answer;
 }
 
 std::unique_ptr<Subscription> BluezQuery::subscribe(const std::function<void()>& onChange) {
@@ -86,6 +87,7 @@ BluezQuery::Told BluezQuery::toldBy(const BusAnswer& answer, BluetoothServiceSta
     if (!objects) return {};
     state = BluetoothServiceState::answers;
     Told told;
+    told.answer.isCertain = true;
     for (const auto& [path, interfaces] : *objects) {
         const auto found = interfaces.find(deviceInterface());
         if (found == interfaces.end()) continue;
@@ -95,24 +97,42 @@ BluezQuery::Told BluezQuery::toldBy(const BusAnswer& answer, BluetoothServiceSta
             .isConnected = boolOf(properties, QStringLiteral("Connected")).value_or(false),
             .address = bluetoothAddressIn(textOf(properties, QStringLiteral("Address")).value_or(""))};
         const auto battery = interfaces.find(batteryInterface());
+        if (battery != interfaces.end() || device.isConnected) told.counted.insert(path);
         if (battery != interfaces.end() && device.isConnected) {
             const auto percent = integerOf(battery->second, QStringLiteral("Percentage"));
             if (percent && *percent >= 0 && *percent <= 100)
                 told.batteries.push_back({percent, device.name, device.address});
         }
-        told.devices.push_back(std::move(device));
+        told.answer.devices.push_back(std::move(device));
     }
     return told;
 }
 
-bool BluezQuery::isChange(const QDBusMessage& signal) {
-    if (signal.member() != QLatin1String("PropertiesChanged")) return true;
-    const auto change = changedPropertiesOf(signal);
-    if (!change) return false;
-    const bool isOfDevice =
-        change->interface == deviceInterface() &&
-        (change->names(QStringLiteral("Connected")) || change->names(QStringLiteral("Alias")));
-    return isOfDevice || change->interface == batteryInterface();
+bool BluezQuery::isChange(const QDBusMessage& signal) const {
+    if (const auto added = addedInterfacesOf(signal)) {
+        const auto device = added->interfaces.find(deviceInterface());
+        const bool isConnected = device != added->interfaces.end() &&
+                                 boolOf(device->second, QStringLiteral("Connected")).value_or(false);
+        return isConnected || added->interfaces.count(batteryInterface()) > 0;
+    }
+    if (const auto removed = removedInterfacesOf(signal)) {
+        const bool isOfDevice = removed->interfaces.contains(deviceInterface()) ||
+                                removed->interfaces.contains(batteryInterface());
+        return isOfDevice && isCounted(removed->path);
+    }
+    if (const auto change = changedPropertiesOf(signal)) {
+        if (change->interface == batteryInterface()) return true;
+        if (change->interface != deviceInterface()) return false;
+        return change->names(QStringLiteral("Connected")) ||
+               (change->names(QStringLiteral("Alias")) && isCounted(signal.path()));
+    }
+    return signal.member() == QLatin1String("NameOwnerChanged");
+}
+
+/// While a question is open its answer may already hold the device, so then any may count.
+bool BluezQuery::isCounted(const QString& path) const {
+    LockGuard guard(mutex_);
+    return !validAt_ || told_.counted.contains(path);
 }
 
 }  // namespace corvanta

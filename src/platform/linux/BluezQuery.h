@@ -2,6 +2,8 @@
 #pragma once
 
 #include <QDBusMessage>
+#include <QSet>
+#include <QString>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -21,18 +23,19 @@ namespace corvanta {
 ///
 /// Owned by the platform for the program's life. Any thread (locks what was last told); subscriptions belong
 /// to the main thread. While there is a subscription, BlueZ is asked again only after it has told of a
-/// change, and one that isn't there only once it has come.
+/// change, and one that isn't there only once it has come. What it finds and forgets while it looks around
+/// is no change: only devices that are connected or have a battery count.
 class BluezQuery final : public BluetoothQuery {
   public:
     static constexpr std::chrono::milliseconds callLimit{2000};
 
     explicit BluezQuery(BusService::Connect connect, std::chrono::milliseconds callTime = callLimit);
 
-    std::optional<std::vector<PairedBluetoothDevice>> knownDevices() override;
-    std::optional<std::vector<PairedBluetoothDevice>> pairedDevices() override;
+    std::optional<BluetoothAnswer> knownDevices() override;
+    std::optional<BluetoothAnswer> pairedDevices() override;
     std::unique_ptr<Subscription> subscribe(const std::function<void()>& onChange) override;
 
-    /// The levels that came with the last answer, of connected devices.
+    /// The levels that came with the last answer, of connected devices. None while a question is open.
     std::vector<PeripheralBattery> batteries() const;
     /// `fails` while a question is open.
     BluetoothServiceState state() const;
@@ -40,12 +43,14 @@ class BluezQuery final : public BluetoothQuery {
   private:
     /// What BlueZ said of all its devices.
     struct Told {
-        std::vector<PairedBluetoothDevice> devices;
+        BluetoothAnswer answer;
         std::vector<PeripheralBattery> batteries;
+        QSet<QString> counted;  // the paths of those that are connected or have a battery
     };
 
     static Told toldBy(const BusAnswer& answer, BluetoothServiceState& state);
-    static bool isChange(const QDBusMessage& signal);
+    bool isChange(const QDBusMessage& signal) const;
+    bool isCounted(const QString& path) const;
 
     const std::chrono::milliseconds callTime_;
     BusService service_;

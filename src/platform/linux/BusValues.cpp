@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace corvanta {
 namespace {
@@ -39,6 +40,25 @@ std::optional<QDBusArgument> argumentOf(const QVariant& value, const char* signa
 std::optional<QDBusArgument> onlyArgument(const QVariantList& arguments, const char* signature) {
     if (arguments.size() != 1) return std::nullopt;
     return argumentOf(arguments[0], signature);
+}
+
+BusInterfaces readInterfaces(const QDBusArgument& argument) {
+    BusInterfaces interfaces;
+    for (argument.beginMap(); !argument.atEnd(); argument.endMapEntry()) {
+        QString name;
+        argument.beginMapEntry();
+        argument >> name;
+        argument >> interfaces[name];
+    }
+    argument.endMap();
+    return interfaces;
+}
+
+/// The first of two arguments, a path.
+std::optional<QString> pathOf(const QDBusMessage& signal) {
+    const QVariantList arguments = signal.arguments();
+    if (arguments.size() != 2 || !arguments[0].canConvert<QDBusObjectPath>()) return std::nullopt;
+    return arguments[0].value<QDBusObjectPath>().path();
 }
 
 }  // namespace
@@ -81,14 +101,7 @@ std::optional<BusObjects> managedObjectsOf(const QVariantList& arguments) {
         QDBusObjectPath path;
         argument->beginMapEntry();
         *argument >> path;
-        BusInterfaces& interfaces = objects[path.path()];
-        argument->beginMap();
-        for (; !argument->atEnd(); argument->endMapEntry()) {
-            QString name;
-            argument->beginMapEntry();
-            *argument >> name >> interfaces[name];
-        }
-        argument->endMap();
+        objects[path.path()] = readInterfaces(*argument);
     }
     argument->endMap();
     return objects;
@@ -118,6 +131,24 @@ std::optional<ChangedProperties> changedPropertiesOf(const QDBusMessage& signal)
     if (!values) return std::nullopt;
     return ChangedProperties{arguments[0].toString(), qdbus_cast<QVariantMap>(*values),
                              arguments[2].toStringList()};
+}
+
+std::optional<AddedInterfaces> addedInterfacesOf(const QDBusMessage& signal) {
+    if (signal.member() != QLatin1String("InterfacesAdded")) return std::nullopt;
+    auto path = pathOf(signal);
+    if (!path) return std::nullopt;
+    const auto interfaces = argumentOf(signal.arguments()[1], "a{sa{sv}}");
+    if (!interfaces) return std::nullopt;
+    return AddedInterfaces{std::move(*path), readInterfaces(*interfaces)};
+}
+
+std::optional<RemovedInterfaces> removedInterfacesOf(const QDBusMessage& signal) {
+    if (signal.member() != QLatin1String("InterfacesRemoved")) return std::nullopt;
+    auto path = pathOf(signal);
+    if (!path) return std::nullopt;
+    const QVariant interfaces = signal.arguments()[1];
+    if (interfaces.typeId() != QMetaType::QStringList) return std::nullopt;
+    return RemovedInterfaces{std::move(*path), interfaces.toStringList()};
 }
 
 }  // namespace corvanta

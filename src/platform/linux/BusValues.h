@@ -49,4 +49,20 @@ struct ChangedProperties {
 /// Absent for any other signal.
 std::optional<ChangedProperties> changedPropertiesOf(const QDBusMessage& signal);
 
+/// What an `InterfacesAdded` tells: an object that has come, or more about one that was there.
+struct AddedInterfaces {
+    QString path;
+    BusInterfaces interfaces;
+};
+/// Absent for any other signal.
+std::optional<AddedInterfaces> addedInterfacesOf(const QDBusMessage& signal);
+
+/// What an `InterfacesRemoved` tells: an object that has left, or less about one that is still there.
+struct RemovedInterfaces {
+    QString path;
+    QStringList interfaces;
+};
+/// Absent for any other signal.
+std::optional<RemovedInterfaces> removedInterfacesOf(const QDBusMessage& signal);
+
 }  // namespace corvanta

@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <limits>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -25,10 +26,12 @@ namespace {
 constexpr std::size_t longestStat = 2048;
 constexpr std::size_t longestUserEntry = std::size_t{1} << 20;
 
-/// What tells a process from a later one with the same id.
+/// What tells a process from a later one with the same id, and from another program in it.
 struct Identity {
     std::uint64_t startTicks = 0;
-    std::string name;
+    std::string comm;
+
+    bool operator==(const Identity&) const = default;
 };
 
 std::optional<Identity> readIdentity(ProcFolder& folder, std::int64_t id) {
@@ -37,66 +40,79 @@ std::optional<Identity> readIdentity(ProcFolder& folder, std::int64_t id) {
     if (size < 0) return std::nullopt;
     const auto stat = parseProcessStat({text.data(), static_cast<std::size_t>(size)});
     if (!stat) return std::nullopt;
-    return Identity{stat->startTicks, readProcessName(folder, id, stat->comm)};
+    return Identity{stat->startTicks, std::string(stat->comm)};
 }
 
 bool isProcessID(std::int64_t id) {
     return id > 0 && id <= std::numeric_limits<std::int32_t>::max();
 }
 
-/// A process that could not be held.
-class LostProcess final : public HeldProcess {
+/// The id and the names of a held process, and nothing to send a signal by.
+class NamedProcess : public HeldProcess {
   public:
-    LostProcess(std::int64_t id, std::string name, std::int32_t error)
-        : id_(id), name_(std::move(name)), error_(error) {}
+    struct Names {
+        std::string name;
+        std::string cutName;
+    };
+    NamedProcess(std::int64_t id, Names names) : id_(id), names_(std::move(names)) {}
 
-    std::int64_t id() const override { return id_; }
-    const std::string& name() const override { return name_; }
+    std::int64_t id() const final { return id_; }
+    const std::string& name() const final { return names_.name; }
+    const std::string& cutName() const final { return names_.cutName; }
+
+  private:
+    const std::int64_t id_;
+    const Names names_;
+};
+
+/// A process that could not be held.
+class LostProcess final : public NamedProcess {
+  public:
+    LostProcess(std::int64_t id, Names names, std::int32_t error)
+        : NamedProcess(id, std::move(names)), error_(error) {}
+
     std::int32_t send(std::int32_t /*signal*/) override { return error_; }
 
   private:
-    std::int64_t id_;
-    std::string name_;
-    std::int32_t error_;
+    const std::int32_t error_;
 };
 
-class ProcessByDescriptor final : public HeldProcess {
+class ProcessByDescriptor final : public NamedProcess {
   public:
-    ProcessByDescriptor(std::int64_t id, std::string name, int descriptor)
-        : id_(id), name_(std::move(name)), descriptor_(descriptor) {}
+    ProcessByDescriptor(std::int64_t id, Names names, int descriptor)
+        : NamedProcess(id, std::move(names)), descriptor_(descriptor) {}
     ~ProcessByDescriptor() override { close(descriptor_); }
 
-    std::int64_t id() const override { return id_; }
-    const std::string& name() const override { return name_; }
     std::int32_t send(std::int32_t signal) override {
         return syscall(SYS_pidfd_send_signal, descriptor_, signal, nullptr, 0) == 0 ? 0 : errno;
     }
 
   private:
-    std::int64_t id_;
-    std::string name_;
-    int descriptor_;
+    const int descriptor_;
 };
 
-class ProcessByID final : public HeldProcess {
+class ProcessByID final : public NamedProcess {
   public:
-    ProcessByID(std::int64_t id, Identity identity, std::string procRoot)
-        : id_(id), identity_(std::move(identity)), procRoot_(std::move(procRoot)) {}
+    ProcessByID(std::int64_t id, Names names, Identity identity, std::string procRoot)
+        : NamedProcess(id, std::move(names)),
+          identity_(std::move(identity)),
+          procRoot_(std::move(procRoot)) {}
 
-    std::int64_t id() const override { return id_; }
-    const std::string& name() const override { return identity_.name; }
     std::int32_t send(std::int32_t signal) override {
         ProcFolder folder(procRoot_);
-        const auto now = readIdentity(folder, id_);
-        if (!now || now->startTicks != identity_.startTicks || now->name != identity_.name) return ESRCH;
-        return kill(static_cast<pid_t>(id_), signal) == 0 ? 0 : errno;
+        if (readIdentity(folder, id()) != identity_) return ESRCH;
+        return kill(static_cast<pid_t>(id()), signal) == 0 ? 0 : errno;
     }
 
   private:
-    std::int64_t id_;
-    Identity identity_;
-    std::string procRoot_;
+    const Identity identity_;
+    const std::string procRoot_;
 };
+
+NamedProcess::Names readNames(ProcFolder& folder, std::int64_t id, std::string_view comm) {
+    return {.name = readProcessName(folder, id, comm),
+            .cutName = mayBeCut(comm) ? tidyName(comm) : std::string()};
+}
 
 std::string userName(uid_t user) {
     passwd entry{};
@@ -129,18 +145,18 @@ std::int64_t LinuxProcessSignaller::ownProcessID() const {
 }
 
 std::unique_ptr<HeldProcess> LinuxProcessSignaller::hold(std::int64_t id) {
-    if (!isProcessID(id)) return std::make_unique<LostProcess>(id, std::string(), ESRCH);
+    if (!isProcessID(id)) return std::make_unique<LostProcess>(id, NamedProcess::Names(), ESRCH);
     const int descriptor = openProcess_(static_cast<std::int32_t>(id));
     const int error = errno;
     // Read after the descriptor was made: should the id have changed hands since, the descriptor's process
     // has ended, and takes no signal.
     ProcFolder folder(procRoot_);
     auto identity = readIdentity(folder, id);
-    std::string name = identity ? identity->name : std::string();
-    if (descriptor >= 0) return std::make_unique<ProcessByDescriptor>(id, std::move(name), descriptor);
+    auto names = identity ? readNames(folder, id, identity->comm) : NamedProcess::Names();
+    if (descriptor >= 0) return std::make_unique<ProcessByDescriptor>(id, std::move(names), descriptor);
     if (error == ENOSYS && identity)
-        return std::make_unique<ProcessByID>(id, std::move(*identity), procRoot_);
-    return std::make_unique<LostProcess>(id, std::move(name), error == ENOSYS ? ESRCH : error);
+        return std::make_unique<ProcessByID>(id, std::move(names), std::move(*identity), procRoot_);
+    return std::make_unique<LostProcess>(id, std::move(names), error == ENOSYS ? ESRCH : error);
 }
 
 std::optional<ProcessFacts> LinuxProcessSignaller::facts(std::int64_t id) {

@@ -79,14 +79,16 @@ class ProcLister::Pass {
     std::string name(std::int32_t id, const ProcessStat& stat) {
         if (!mayBeCut(stat.comm)) return tidyName(stat.comm);
         LongName* const before = nameSearch_.find(id, stat.startTicks);
-        if (before != nullptr && before->comm == stat.comm) {
+        const bool isSeen = before != nullptr && before->comm == stat.comm;
+        if (isSeen && before->isSettled) {
             longNames_.push_back(*before);
             return before->name;
         }
         std::string name = readProcessName(lister_.folder_, id, stat.comm);
-        // A program that is just being started has its short name before its arguments: ask again next time.
-        const bool isRecovered = name != tidyName(stat.comm);
-        if (isRecovered) longNames_.push_back({id, stat.startTicks, std::string(stat.comm), name});
+        // A program that is just being started has its short name before its arguments: ask once more, and
+        // no more, as the kernel may make the reader of arguments wait.
+        const bool isSettled = isSeen || name != tidyName(stat.comm);
+        longNames_.push_back({id, stat.startTicks, std::string(stat.comm), name, isSettled});
         return name;
     }
 

@@ -32,13 +32,14 @@ class ProcLister final : public ProcessLister {
         std::uint64_t startTicks = 0;
         std::uint64_t cpuTicks = 0;
     };
-    /// A name that did not fit, as it was recovered. A process that starts another program keeps its id and
-    /// its start, so the short name belongs to the key.
+    /// A name that may not have fit, as far as it was recovered. A process that starts another program keeps
+    /// its id and its start, so the short name belongs to the key.
     struct LongName {
         std::int32_t id = 0;
         std::uint64_t startTicks = 0;
         std::string comm;
         std::string name;
+        bool isSettled = false;  // asking again would not help
     };
     class Pass;
 

@@ -62,16 +62,20 @@ bool UPowerPeripherals::ask(std::vector<Battery>& batteries) {
         service_.call(managerPath(), managerInterface(), QStringLiteral("EnumerateDevices"));
     const auto paths = pathsOf(list.arguments);
     if (!paths) return list.kind == Kind::absent;
+    bool isCertain = true;
     QSet<QString> machineSupplies;
     for (const QString& path : *paths) {
         const auto properties = service_.properties(path, deviceInterface());
-        if (!properties) return false;
+        if (!properties) {
+            isCertain = false;
+            continue;
+        }
         if (isMachineSupply(*properties)) machineSupplies.insert(path);
         if (auto battery = batteryOf(*properties)) batteries.push_back(std::move(*battery));
     }
     LockGuard guard(mutex_);
     machineSupplies_ = std::move(machineSupplies);
-    return true;
+    return isCertain;
 }
 
 std::unique_ptr<Subscription> UPowerPeripherals::subscribe(const std::function<void()>& onChange) {
