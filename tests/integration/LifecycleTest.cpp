@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 
 #include "integration/CorvantaTest.h"
-#include "support/PrivateBus.h"
 #include "storage/StoreTestSupport.h"
+#include "support/PrivateBus.h"
 
 namespace corvanta::test {
 namespace {

@@ -130,6 +130,7 @@ TEST_F(BluetoothGathererTest, whileAQueryIsStuckTheFallbackComesWithoutAWait) {
     gatherWithoutAnswer();
     for (int i = 0; i < 3; ++i) EXPECT_EQ(gather(), Devices{device("Fallback")});
     EXPECT_EQ(machine.waiter.waits().size(), 1u);
+    EXPECT_TRUE(machine.bluetoothQuery.questions.await(1));
     EXPECT_EQ(machine.bluetoothQuery.questions.comers(), 1);
     machine.bluetoothQuery.questions.release();
 }

@@ -12,8 +12,8 @@
 #include <filesystem>
 #include <memory>
 
-#include "support/PrivateBus.h"
 #include "support/CapturedLog.h"
+#include "support/PrivateBus.h"
 #include "support/TempDirectory.h"
 
 namespace corvanta {
