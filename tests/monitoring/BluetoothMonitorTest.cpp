@@ -204,6 +204,7 @@ TEST_F(BluetoothMonitorTest, itsEndDoesNotWaitForAQueryThatHangs) {
     monitor.reset();
     machine.executor.runQueued();
     machine.bluetoothQuery.questions.release();
+    ASSERT_TRUE(machine.bluetoothQuery.questions.awaitLeavers(1));  // before the machine ends
 }
 
 TEST_F(BluetoothMonitorTest, readingOnceSortsAndStartsNoProgram) {

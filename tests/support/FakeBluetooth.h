@@ -33,6 +33,11 @@ class FakeDoor {
         std::unique_lock lock(mutex_);
         return changed_.wait_for(lock, deadline, [&] { return comers_ >= count; });
     }
+    /// Waits until the given number have said that they are done with whatever stands behind the door.
+    bool awaitLeavers(int count, std::chrono::seconds deadline = std::chrono::seconds(20)) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, deadline, [&] { return leavers_ >= count; });
+    }
     int comers() const {
         const std::lock_guard guard(mutex_);
         return comers_;
@@ -45,11 +50,18 @@ class FakeDoor {
         changed_.wait(lock, stop, [this] { return !isHeld_; });
     }
 
+    void leave() {
+        const std::lock_guard guard(mutex_);
+        ++leavers_;
+        changed_.notify_all();
+    }
+
   private:
     mutable std::mutex mutex_;
     std::condition_variable_any changed_;
     bool isHeld_ = false;
     int comers_ = 0;
+    int leavers_ = 0;
 };
 
 /// No test changes the answer while it may be asked for.
@@ -60,7 +72,9 @@ class FakeBluetoothQuery final : public BluetoothQuery {
     std::optional<BluetoothAnswer> knownDevices() override { return answerOf(known); }
     std::optional<BluetoothAnswer> pairedDevices() override {
         questions.enter();
-        return answerOf(paired);
+        auto given = answerOf(paired);
+        questions.leave();
+        return given;
     }
     std::unique_ptr<Subscription> subscribe(const std::function<void()>& onChange) override {
         return subscribers.add(onChange);
