@@ -63,6 +63,7 @@ Json fields(const ProcessGroup& group) {
 template <class Columns>
 std::vector<std::string> titles(const Columns& columns) {
     std::vector<std::string> row;
+    row.reserve(columns.size());
     for (const ProcessColumn column : columns) row.emplace_back(title(column));
     return row;
 }
