@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "monitoring/collectors/BatteryMonitor.h"
+#include "platform/OpenDescriptors.h"
 #include "support/Eventually.h"
 #include "support/FakePlatform.h"
 #include "support/MockService.h"
@@ -537,14 +538,13 @@ TEST_F(PowerSourceTest, theRealUPowerTellsALaptopOnItsBattery) {
                                          .healthPercent = 85}));
     LinuxPowerSource unheard(connect(), root.path().string(), clock, executor, openPipe());
     ASSERT_FALSE(onWorker([&] { return unheard.readPowerSources(); }).empty());
-    const auto open = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
-    const auto before = open();
+    const auto before = openDescriptors();
     // Without a subscription each of these asks.
     const auto found = onWorker([&] {
         std::size_t sources = 0;
-        for (int i = 0; i < 1000; ++i) sources += unheard.readPowerSources().size();
+        for (int i = 0; i < 10'000; ++i) sources += unheard.readPowerSources().size();
         return sources;
     });
-    EXPECT_EQ(found, 1000U);
-    EXPECT_EQ(open(), before);
+    EXPECT_EQ(found, 10'000U);
+    EXPECT_EQ(openDescriptors(), before);
 }

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "monitoring/collectors/BatteryMonitor.h"
+#include "platform/OpenDescriptors.h"
 #include "platform/linux/SysfsPowerSource.h"
 #include "support/FakePlatform.h"
 #include "support/TempDirectory.h"
@@ -347,13 +348,12 @@ TEST_F(SysfsPowerSourceTest, aMachineWithoutTheFolderHasNoBattery) {
 TEST_F(SysfsPowerSourceTest, tenThousandReadingsLeaveNoDescriptorOpen) {
     add("BAT0", laptop);
     add("AC", {{"type", "Mains"}, {"online", "1"}});
-    const auto open = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
-    const auto before = open();
+    const auto before = test::openDescriptors();
     for (int i = 0; i < 10'000; ++i) {
         if (i % 100 == 0) source.expectChange();
         source.read();
     }
-    EXPECT_EQ(open(), before);
+    EXPECT_EQ(test::openDescriptors(), before);
 }
 
 }  // namespace
