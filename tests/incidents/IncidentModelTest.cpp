@@ -4,6 +4,8 @@
 #include "incidents/model/IncidentObservation.h"
 #include "incidents/model/IncidentRuleConfiguration.h"
 #include "incidents/model/PerformanceAlertSnoozePolicy.h"
+#include "incidents/model/PerformanceIncident.h"
+#include "incidents/model/ThermalRank.h"
 
 namespace corvanta {
 namespace {
@@ -30,6 +32,69 @@ TEST(PerformanceAlertSnoozePolicy, lastsUntilStrictlyBeforeItsEnd) {
     EXPECT_FALSE(isSnoozed(noon, noon));
     EXPECT_FALSE(isSnoozed(instantFromSeconds(43199.9), noon));
     EXPECT_TRUE(isSnoozed(instantFromSeconds(43200.1), noon));
+}
+
+PerformanceIncident incident(std::optional<double> endedAt, std::optional<double> recoveryStartedAt) {
+    PerformanceIncident made;
+    made.startedAt = instantFromSeconds(1000);
+    if (endedAt) made.endedAt = instantFromSeconds(*endedAt);
+    if (recoveryStartedAt) made.recoveryStartedAt = instantFromSeconds(*recoveryStartedAt);
+    return made;
+}
+
+TEST(PerformanceIncident, anEndWithoutAStartOfRecoveryIsAnInterruption) {
+    const auto interrupted = incident(1100, std::nullopt);
+    EXPECT_TRUE(interrupted.wasInterrupted());
+    EXPECT_FALSE(interrupted.hasConfirmedRecovery());
+    EXPECT_FALSE(interrupted.isActive());
+    const auto recovered = incident(1100, 1100);
+    EXPECT_TRUE(recovered.hasConfirmedRecovery());
+    EXPECT_FALSE(recovered.wasInterrupted());
+    EXPECT_FALSE(recovered.isRecovering());
+}
+
+TEST(PerformanceIncident, anOpenOneThatConfirmsItsRecoveryIsActiveAndRecovering) {
+    const auto recovering = incident(std::nullopt, 1050);
+    EXPECT_TRUE(recovering.isActive());
+    EXPECT_TRUE(recovering.isRecovering());
+    const auto open = incident(std::nullopt, std::nullopt);
+    EXPECT_TRUE(open.isActive());
+    EXPECT_FALSE(open.isRecovering());
+}
+
+TEST(PerformanceIncident, itsDurationStandsStillFromTheStartOfRecoveryOn) {
+    const Instant now = instantFromSeconds(2000);
+    const Instant later = instantFromSeconds(2001.5);
+    EXPECT_EQ(incident(std::nullopt, 1050).duration(now), 50);
+    EXPECT_EQ(incident(std::nullopt, 1050).duration(later), 50);
+    EXPECT_EQ(incident(std::nullopt, std::nullopt).duration(now), 1000);
+    EXPECT_EQ(incident(std::nullopt, std::nullopt).duration(later), 1001.5);
+    EXPECT_EQ(incident(1100, 1050).duration(later), 100);
+}
+
+TEST(PerformanceIncident, anEndBeforeItsStartGivesNoDuration) {
+    const Instant now = instantFromSeconds(2000);
+    EXPECT_EQ(incident(999, std::nullopt).duration(now), 0);
+    EXPECT_EQ(incident(std::nullopt, 900).duration(now), 0);
+    EXPECT_EQ(incident(std::nullopt, std::nullopt).duration(instantFromSeconds(10)), 0);
+}
+
+TEST(PerformanceIncident, isDismissedFromTheMomentThatSaysSo) {
+    auto dismissed = incident(1100, 1050);
+    EXPECT_FALSE(dismissed.isDismissed());
+    dismissed.dismissedAt = instantFromSeconds(0);
+    EXPECT_TRUE(dismissed.isDismissed());
+}
+
+TEST(ThermalRank, ranksTheWordsInAnyCase) {
+    EXPECT_EQ(thermalRank("Critical"), 3);
+    EXPECT_EQ(thermalRank("SERIOUS"), 2);
+    EXPECT_EQ(thermalRank("fair"), 1);
+    for (const auto* word : {"Nominal", "Unknown", "", "critica", "criticall", "seriou", "Faire"}) {
+        EXPECT_EQ(thermalRank(word), 0) << word;
+    }
+    EXPECT_TRUE(isThermalPressure("serious"));
+    EXPECT_FALSE(isThermalPressure("Fair"));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "core/Instant.h"
 #include "core/MemoryPressureLevel.h"
+#include "incidents/model/NetworkTotal.h"
 
 namespace corvanta {
 
@@ -27,10 +28,7 @@ struct IncidentObservation {
     std::optional<std::string> topRAMProcess;
     std::uint64_t topRAMBytes = 0;  ///< resident bytes of that process
 
-    /// Upload plus download, each counted as 0 when negative.
-    double networkBytesPerSecond() const {
-        return (uploadSpeed > 0 ? uploadSpeed : 0) + (downloadSpeed > 0 ? downloadSpeed : 0);
-    }
+    double networkBytesPerSecond() const { return networkTotal(uploadSpeed, downloadSpeed); }
 
     bool operator==(const IncidentObservation&) const = default;
 };

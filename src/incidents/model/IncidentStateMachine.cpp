@@ -2,8 +2,9 @@
 #include "incidents/model/IncidentStateMachine.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
+
+#include "incidents/model/ThermalRank.h"
 
 namespace corvanta {
 namespace {
@@ -12,17 +13,7 @@ using namespace incident_transition;
 
 constexpr double recoveryCPUCeiling = 70.0;  // percent; below it the processor is calm
 constexpr double criticalCPU = 95.0;         // percent
-
-/// Compares in any case; `word` is in lower case.
-bool isWord(std::string_view text, std::string_view word) {
-    return std::equal(text.begin(), text.end(), word.begin(), word.end(), [](char a, char b) {
-        return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b;
-    });
-}
-
-bool isHot(const IncidentObservation& observation) {
-    return isWord(observation.thermalState, "critical") || isWord(observation.thermalState, "serious");
-}
+constexpr int criticalThermalRank = 3;
 
 bool isMemoryElevated(const IncidentObservation& observation) {
     return isElevated(observation.memoryPressureState);
@@ -31,7 +22,7 @@ bool isMemoryElevated(const IncidentObservation& observation) {
 IncidentSeverity severityOf(const IncidentObservation& observation) {
     const bool isCritical = observation.cpuUsage >= criticalCPU ||
                             observation.memoryPressureState == MemoryPressureLevel::critical ||
-                            isWord(observation.thermalState, "critical");
+                            thermalRank(observation.thermalState) == criticalThermalRank;
     return isCritical ? IncidentSeverity::critical : IncidentSeverity::warning;
 }
 
@@ -39,7 +30,7 @@ IncidentSeverity severityOf(const IncidentObservation& observation) {
 bool holdsIncident(const IncidentObservation& observation, const IncidentRuleConfiguration& rules) {
     const bool isCalmCPU = observation.cpuUsage < recoveryCPUCeiling;
     return (rules.cpuEnabled && !isCalmCPU) || (rules.memoryEnabled && isMemoryElevated(observation)) ||
-           (rules.thermalEnabled && isHot(observation));
+           (rules.thermalEnabled && isThermalPressure(observation.thermalState));
 }
 
 }  // namespace
@@ -105,7 +96,7 @@ void IncidentStateMachine::updateCandidates(const IncidentObservation& observati
     update(memoryCandidate_, rules.memoryEnabled && isElevated);
     update(combinedCandidate_, rules.cpuEnabled && rules.memoryEnabled &&
                                    observation.cpuUsage >= combinedCPUThreshold && isElevated);
-    update(thermalCandidate_, rules.thermalEnabled && isHot(observation));
+    update(thermalCandidate_, rules.thermalEnabled && isThermalPressure(observation.thermalState));
 }
 
 std::optional<IncidentKind> IncidentStateMachine::currentKind(double systemUptime) const {
