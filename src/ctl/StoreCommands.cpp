@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "core/ByteCount.h"
+#include "core/LocalTime.h"
 #include "core/PlainText.h"
 #include "core/TextForms.h"
 #include "ctl/Json.h"
