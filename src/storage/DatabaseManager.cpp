@@ -104,12 +104,18 @@ bool deleteOldRows(std::int64_t cutOff, std::int64_t sessionCutOff, sqlite3* db)
 
 DatabaseManager::DatabaseManager(std::string databasePath, const Clock& clock, StoreAccess access)
     : dbPath_(std::move(databasePath)), clock_(clock) {
-    if (access == StoreAccess::readWrite) {
-        openForWriting();
-    } else {
-        state_ = openForReading();
-        if (state_ != StoreState::ready) disconnect();
+    switch (access) {
+        case StoreAccess::readWrite:
+            openForWriting();
+            return;
+        case StoreAccess::readOnly:
+            state_ = openForReading();
+            break;
+        case StoreAccess::companion:
+            state_ = openBesideTheProgram();
+            break;
     }
+    if (state_ != StoreState::ready) disconnect();
 }
 
 DatabaseManager::~DatabaseManager() {
@@ -160,11 +166,22 @@ StoreState DatabaseManager::openForReading() {
     // they can't be made or opened, as long as they hold nothing.
     const bool isComplete = !hasContent(dbPath_ + "-wal") && !exists(dbPath_ + "-journal");
     int result = SQLITE_CANTOPEN;
-    if (!isComplete || exists(dbPath_ + "-shm")) result = connectForReading(plainName(dbPath_), 0);
+    if (!isComplete || exists(dbPath_ + "-shm"))
+        result = connectToFile(plainName(dbPath_), SQLITE_OPEN_READONLY);
     if (isComplete && (result == SQLITE_CANTOPEN || result == SQLITE_READONLY)) {
         disconnect();
-        result = connectForReading(immutableName(dbPath_), SQLITE_OPEN_URI);
+        result = connectToFile(immutableName(dbPath_), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
     }
+    return stateAfter(result);
+}
+
+StoreState DatabaseManager::openBesideTheProgram() {
+    const int result = connectToFile(plainName(dbPath_), SQLITE_OPEN_READWRITE);
+    if (result == SQLITE_OK && sqlite3_db_readonly(db_, "main") == 1) return StoreState::unavailable;
+    return stateAfter(result);
+}
+
+StoreState DatabaseManager::stateAfter(int result) const {
     switch (result) {
         case SQLITE_OK:
             return hasPresentSchema(db_) ? StoreState::ready : StoreState::olderSchema;
@@ -176,8 +193,8 @@ StoreState DatabaseManager::openForReading() {
     }
 }
 
-int DatabaseManager::connectForReading(const std::string& name, int flags) {
-    const int opened = sqlite3_open_v2(name.c_str(), &db_, SQLITE_OPEN_READONLY | flags, nullptr);
+int DatabaseManager::connectToFile(const std::string& name, int flags) {
+    const int opened = sqlite3_open_v2(name.c_str(), &db_, flags, nullptr);
     if (opened != SQLITE_OK) return opened;
     sqlite3_busy_timeout(db_, busyMilliseconds);
     // Opening reads nothing yet; this does.

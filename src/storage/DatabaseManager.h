@@ -10,6 +10,10 @@
 #include "core/Clock.h"
 #include "core/HistoryRecords.h"
 #include "core/Mutex.h"
+#include "incidents/model/IncidentObservation.h"
+#include "incidents/model/IncidentTimelineSample.h"
+#include "incidents/model/IncidentTransition.h"
+#include "incidents/model/PerformanceIncident.h"
 #include "storage/TrendResult.h"
 #include "storage/WeeklyStats.h"
 
@@ -17,16 +21,19 @@ struct sqlite3;
 
 namespace corvanta {
 
-/// What a store is opened for. The program itself writes; a companion beside it only reads, and then neither
-/// the database file nor its folder is made, changed or brought up to date, and nothing is printed about the
-/// opening. SQLite's shared memory beside the file, its `-shm`, may be made or changed by a reader too.
-enum class StoreAccess { readWrite, readOnly };
+/// What a store is opened for. The program itself has it for reading and writing. A companion beside it only
+/// reads, or changes rows that are there: then neither the database file nor its folder is made or brought up
+/// to date, rows that are open stay open, and nothing is printed about the opening. SQLite's shared memory
+/// beside the file, its `-shm`, may be made or changed by a reader too.
+enum class StoreAccess { readWrite, readOnly, companion };
 
-/// What opening the file found. For a store that was opened for writing it is `ready` or `unavailable`; the
-/// other two are told only to a reader, who can't put them right.
+/// What opening the file found. For the program's own store it is `ready` or `unavailable`; the other two are
+/// told only to a companion, who can't put them right.
 enum class StoreState {
     ready,
-    unavailable,   ///< missing, not readable, or held by somebody else for longer than the wait
+    /// Missing, not readable, for a companion that changes rows not writable, or held by somebody else for
+    /// longer than the wait.
+    unavailable,
     notADatabase,  ///< the file is something else, or damaged
     olderSchema,   ///< a table or a column is missing: made by an earlier version, or still without content
 };
@@ -87,12 +94,49 @@ class DatabaseManager {
     std::vector<TrendResult> detectTrends(std::int64_t shortWindow = 900,
                                           std::int64_t longWindow = 3600) const;
 
+    // Incidents. Their instants are stored in whole seconds. While one is open its evidence grows with each
+    // stored sample; at its creation and at its end it is computed from the history of its true span, under
+    // one hold of the lock, so that nobody reads an end with evidence from after it. A row that has ended
+    // changes only by dismissal.
+
+    /// The new row's identifier; absent on failure.
+    std::optional<std::int64_t> createIncident(const ActiveIncidentState& state, Instant detectedAt);
+
+    /// The stored severity never falls.
+    void updateIncidentClassification(std::int64_t id, IncidentKind kind, IncidentSeverity severity);
+
+    /// Absent clears it.
+    void setIncidentRecoveryStarted(std::int64_t id, std::optional<Instant> at);
+
+    void updateIncidentEvidence(std::int64_t id, const IncidentObservation& observation);
+
+    /// At its start at the earliest. It counts as recovered, from its end on if no recovery had begun.
+    void endIncident(std::int64_t id, Instant endedAt);
+
+    /// Newest start first, the dismissed ones too. The limit is held between 1 and 500. No row is left out: a
+    /// kind that can't be read is `combined`, a severity `warning`, a level `unavailable`.
+    std::vector<PerformanceIncident> fetchIncidents(std::int64_t limit = 100) const;
+
+    /// Dismisses, or restores, all of them or none.
+    void setIncidentsDismissed(std::vector<std::int64_t> ids, bool dismissed, Instant at);
+
+    /// Oldest first, from `preRoll` seconds before the start to `postRoll` seconds after the end, or to the
+    /// present moment while it is open.
+    std::vector<IncidentTimelineSample> fetchIncidentTimeline(const PerformanceIncident& incident,
+                                                              double preRoll = 300.0,
+                                                              double postRoll = 120.0) const;
+
   private:
     void openForWriting() REQUIRES(lock_);
     bool finishStart() REQUIRES(lock_);
     StoreState openForReading() REQUIRES(lock_);
-    int connectForReading(const std::string& name, int flags) REQUIRES(lock_);
+    StoreState openBesideTheProgram() REQUIRES(lock_);
+    int connectToFile(const std::string& name, int flags) REQUIRES(lock_);
+    StoreState stateAfter(int result) const REQUIRES(lock_);
     void disconnect() REQUIRES(lock_);
+    template <class... Values>
+    void writeIncident(std::string_view sql, const Values&... values);
+    void refreshIncidentEvidence(std::int64_t id, std::int64_t from, std::int64_t through) REQUIRES(lock_);
     std::int64_t secondsAgo(std::int64_t seconds) const;
 
     const std::string dbPath_;

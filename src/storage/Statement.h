@@ -32,6 +32,12 @@ class Statement {
         (bind(++index, values), ...);
     }
 
+    /// Makes ready for another run, with nothing bound.
+    void reset() {
+        sqlite3_reset(statement_);
+        sqlite3_clear_bindings(statement_);
+    }
+
     /// Goes to the next row; false at the end and on a failure.
     bool nextRow() { return sqlite3_step(statement_) == SQLITE_ROW; }
 
