@@ -3,10 +3,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+
+#include "core/TextForms.h"
 
 namespace corvanta::ctl {
 namespace {
@@ -74,6 +77,10 @@ std::string localTime(std::int64_t secondsSince1970) {
         return "?";
     }
     return text;
+}
+
+std::string percentCell(double percentage) {
+    return std::isfinite(percentage) && std::abs(percentage) < 1e6 ? percentText(percentage) : "-";
 }
 
 bool print(std::string_view text) {
