@@ -226,7 +226,10 @@ void addIncident(CommandList& commands) {
     CLI::App& command =
         commands.add("incident", "Tell one stored incident, with its figures and the samples around it",
                      [request](const Surroundings& at) { return runIncident(at, *request); });
-    command.add_option("id", request->id, "The number of the incident")->required()->type_name("ID");
+    command.add_option("id", request->id, "The number of the incident")
+        ->required()
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("ID");
     command.add_flag("--summary", request->isSummaryOnly, "Write only the summary to hand on");
 }
 

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <ctime>
-#include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <vector>
 
 #include "ctl/StoreTest.h"
@@ -13,13 +11,6 @@ namespace corvanta::test {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
-}
 
 std::string utcTime(std::int64_t seconds) {
     const auto time = static_cast<std::time_t>(seconds);
@@ -272,14 +263,6 @@ TEST_F(IncidentTest, aNumberThatNoIncidentHasIsAFailureOfOneLine) {
             EXPECT_EQ(finished.out, "");
             EXPECT_EQ(finished.err, "corvantactl: There is no incident " + std::string(id) + ".\n");
         }
-    }
-}
-
-TEST_F(IncidentTest, whatIsNoNumberIsWrongUsage) {
-    for (const char* arguments : {"incident", "incident seven", "incident 7 8"}) {
-        const Finished finished = ctl(arguments);
-        EXPECT_EQ(finished.exitCode, 2) << arguments;
-        EXPECT_EQ(finished.out, "") << arguments;
     }
 }
 
