@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/LocalTime.h"
 #include "core/NumberText.h"
 #include "core/PlainText.h"
 #include "core/ProcessTexts.h"
