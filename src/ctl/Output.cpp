@@ -3,9 +3,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "core/TextForms.h"
 
 namespace corvanta::ctl {
 namespace {
@@ -62,6 +65,10 @@ std::string table(const std::vector<std::vector<std::string>>& rows) {
         text += '\n';
     }
     return text;
+}
+
+std::string percentCell(double percentage) {
+    return std::isfinite(percentage) && std::abs(percentage) < 1e6 ? percentText(percentage) : "-";
 }
 
 bool print(std::string_view text) {

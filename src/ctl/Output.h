@@ -22,6 +22,10 @@ std::string colored(std::string_view text, ColorRole role, const OutputOptions& 
 /// are counted in characters, those of `colored` not among them.
 std::string table(const std::vector<std::vector<std::string>>& rows);
 
+/// A percentage as a cell; a dash for what a row may hold but no machine gives, which would only widen the
+/// table.
+std::string percentCell(double percentage);
+
 /// Writes to standard output at once. False when the reader has gone, or, with a line on standard error, when
 /// something else went wrong.
 bool print(std::string_view text);

@@ -9,6 +9,7 @@
 #include "core/NumberText.h"
 #include "ctl/Command.h"
 #include "ctl/DismissCommands.h"
+#include "ctl/IncidentReport.h"
 #include "ctl/LiveCommands.h"
 #include "ctl/ProcessCommands.h"
 #include "ctl/SessionCommands.h"
@@ -69,6 +70,7 @@ int main(int argc, char** argv) {
     ctl::addQuit(commands);
     ctl::addHistory(commands);
     ctl::addTrends(commands);
+    ctl::addIncident(commands);
     ctl::addSessions(commands);
     ctl::addExport(commands);
     ctl::addDismiss(commands);
