@@ -22,10 +22,6 @@ std::string percentCell(double percentage) {
     return std::isfinite(percentage) && std::abs(percentage) < 1e6 ? percentText(percentage) : "-";
 }
 
-Json optionalText(const std::optional<std::string>& text) {
-    return text ? Json(*text) : Json(nullptr);
-}
-
 Json jsonOf(const SystemSnapshot& row) {
     return {{"timestamp", row.timestamp},
             {"cpu_usage", row.cpuUsage},
@@ -35,8 +31,8 @@ Json jsonOf(const SystemSnapshot& row) {
             {"download_speed", row.downloadSpeed},
             {"memory_pressure", row.memoryPressure},
             {"memory_pressure_state", label(row.memoryPressureState)},
-            {"thermal_state", optionalText(row.thermalState)},
-            {"top_cpu_process", optionalText(row.topCPUProcess)},
+            {"thermal_state", orNull(row.thermalState)},
+            {"top_cpu_process", orNull(row.topCPUProcess)},
             {"top_cpu_usage", row.topCPUUsage}};
 }
 

@@ -8,6 +8,7 @@
 #include "core/Log.h"
 #include "core/NumberText.h"
 #include "ctl/Command.h"
+#include "ctl/IncidentList.h"
 #include "ctl/LiveCommands.h"
 #include "ctl/ProcessCommands.h"
 #include "ctl/StoreCommands.h"
@@ -67,6 +68,7 @@ int main(int argc, char** argv) {
     ctl::addQuit(commands);
     ctl::addHistory(commands);
     ctl::addTrends(commands);
+    ctl::addIncidents(commands);
     try {
         app.parse(argc, argv);
         if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");

@@ -43,7 +43,7 @@ TEST_F(ArgumentsTest, tellsItsVersion) {
 TEST_F(ArgumentsTest, helpListsTheCommands) {
     const Finished finished = ctl("--help");
     EXPECT_EQ(finished.exitCode, 0);
-    for (const char* command : {"status", "watch", "processes", "quit", "history", "trends"}) {
+    for (const char* command : {"status", "watch", "processes", "quit", "history", "trends", "incidents"}) {
         EXPECT_NE(finished.out.find(command), std::string::npos) << command;
     }
     EXPECT_EQ(finished.err, "");

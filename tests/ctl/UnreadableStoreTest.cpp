@@ -78,7 +78,7 @@ TEST_P(UnreadableStoreTest, ofNobody) {
 
 INSTANTIATE_TEST_SUITE_P(Commands, UnreadableStoreTest,
                          testing::Values("history", "history --json", "history --last 30d", "trends",
-                                         "trends --json"));
+                                         "trends --json", "incidents", "incidents --json"));
 
 }  // namespace
 }  // namespace corvanta::test
