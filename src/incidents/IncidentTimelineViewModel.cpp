@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "core/AsciiCase.h"
 #include "core/Utf8Text.h"
 #include "incidents/rules/IncidentCorrelation.h"
 #include "incidents/rules/IncidentHistoryGrouper.h"
@@ -16,12 +17,16 @@ namespace {
 
 constexpr std::int64_t mostIncidents = 500;
 
-QString inLowerCase(std::string_view utf8) {
-    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size())).toLower();
+/// Nearly every text is plain ASCII, for which the tables of all alphabets would cost more than the search.
+std::string inLowerCase(std::string utf8) {
+    const bool isAscii = std::none_of(utf8.begin(), utf8.end(),
+                                      [](char byte) { return static_cast<unsigned char>(byte) >= 0x80; });
+    if (isAscii) return asciiLowerCase(std::move(utf8));
+    return QString::fromStdString(utf8).toLower().toStdString();
 }
 
 /// What a search looks through.
-QString searchedText(const PerformanceIncident& incident) {
+std::string searchedText(const PerformanceIncident& incident) {
     std::string text;
     const auto append = [&text](std::string_view part) {
         if (!text.empty()) text += ' ';
@@ -32,7 +37,7 @@ QString searchedText(const PerformanceIncident& incident) {
     append(incident.topCPUProcess ? *incident.topCPUProcess : std::string_view());
     append(incident.topRAMProcess ? *incident.topRAMProcess : std::string_view());
     append(IncidentCorrelation::summary(incident));
-    return inLowerCase(text);
+    return inLowerCase(std::move(text));
 }
 
 const IncidentHistoryGroup* find(const std::vector<IncidentHistoryGroup>& groups,
@@ -56,7 +61,7 @@ IncidentTimelineViewModel::IncidentTimelineViewModel(DatabaseManager& store, con
 
 std::vector<IncidentHistoryGroup> IncidentTimelineViewModel::historyGroups() const {
     const Instant now = clock_.now();
-    const QString wanted = query();
+    const std::string wanted = query();
     std::vector<PerformanceIncident> shown;
     std::copy_if(incidents_.begin(), incidents_.end(), std::back_inserter(shown),
                  [&](const PerformanceIncident& incident) {
@@ -68,7 +73,7 @@ std::vector<IncidentHistoryGroup> IncidentTimelineViewModel::historyGroups() con
 
 bool IncidentTimelineViewModel::hasDismissedIncidentsMatchingFilters() const {
     const Instant now = clock_.now();
-    const QString wanted = query();
+    const std::string wanted = query();
     return std::any_of(incidents_.begin(), incidents_.end(), [&](const PerformanceIncident& incident) {
         return incident.isDismissed() && passes(incident, now, wanted);
     });
@@ -142,15 +147,15 @@ void IncidentTimelineViewModel::setSelectedGroupDismissed(bool dismissed) {
     refresh();
 }
 
-QString IncidentTimelineViewModel::query() const {
-    return inLowerCase(trimmedUtf8(filters_.searchText));
+std::string IncidentTimelineViewModel::query() const {
+    return inLowerCase(std::string(trimmedUtf8(filters_.searchText)));
 }
 
 bool IncidentTimelineViewModel::passes(const PerformanceIncident& incident, Instant now,
-                                       const QString& query) const {
+                                       const std::string& query) const {
     return includes(filters_.timeRange, incident.startedAt, now) && includes(filters_.kind, incident) &&
            includes(filters_.severity, incident) && includes(filters_.resolution, incident) &&
-           (query.isEmpty() || searchedText(incident).contains(query));
+           (query.empty() || searchedText(incident).find(query) != std::string::npos);
 }
 
 template <class Value>

@@ -17,8 +17,6 @@
 #include "incidents/rules/IncidentTimeRangeFilter.h"
 #include "storage/DatabaseManager.h"
 
-class QString;
-
 namespace corvanta {
 
 /// The incident history without its widgets: the stored incidents, filtered and grouped, the selected group
@@ -96,8 +94,8 @@ class IncidentTimelineViewModel final : public QObject {
         bool operator==(const Filters&) const = default;
     };
 
-    QString query() const;
-    bool passes(const PerformanceIncident& incident, Instant now, const QString& query) const;
+    std::string query() const;
+    bool passes(const PerformanceIncident& incident, Instant now, const std::string& query) const;
     template <class Value>
     void change(Value& field, Value value);
     bool select(const std::vector<IncidentHistoryGroup>& groups, std::optional<std::int64_t> id);

@@ -12,7 +12,6 @@ namespace corvanta::test {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using Ids = std::vector<std::vector<std::int64_t>>;
 
 constexpr double hour = 3600;
 constexpr double day = 86400;

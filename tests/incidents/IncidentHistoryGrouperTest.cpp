@@ -12,22 +12,12 @@ namespace corvanta {
 namespace {
 
 using IncidentHistoryGrouper::group;
+using test::Ids;
+using test::idsOf;
 using test::recoveredIncident;
-using Ids = std::vector<std::vector<std::int64_t>>;
 
 constexpr double hour = 3600;
 constexpr double infinity = std::numeric_limits<double>::infinity();
-
-/// The members of each group; the first is the representative.
-Ids idsOf(const std::vector<IncidentHistoryGroup>& groups) {
-    Ids ids;
-    for (const IncidentHistoryGroup& made : groups) {
-        std::vector<std::int64_t>& members = ids.emplace_back();
-        for (const PerformanceIncident& incident : made.incidents) members.push_back(incident.id);
-        EXPECT_EQ(made.id(), made.incidents.front().id);
-    }
-    return ids;
-}
 
 /// Two alike but for what the function changes in the older one.
 template <class Change>

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <cstdint>
 #include <ostream>
+#include <vector>
 
 #include "incidents/rules/IncidentHistoryGroup.h"
 
@@ -16,6 +19,19 @@ inline void PrintTo(const IncidentHistoryGroup& group, std::ostream* out) {
 }
 
 namespace test {
+
+/// The members of each group; the first is the representative.
+using Ids = std::vector<std::vector<std::int64_t>>;
+
+inline Ids idsOf(const std::vector<IncidentHistoryGroup>& groups) {
+    Ids ids;
+    for (const IncidentHistoryGroup& group : groups) {
+        std::vector<std::int64_t>& members = ids.emplace_back();
+        for (const PerformanceIncident& incident : group.incidents) members.push_back(incident.id);
+        EXPECT_EQ(group.id(), group.incidents.front().id);
+    }
+    return ids;
+}
 
 /// How an incident stands.
 inline void setOpen(PerformanceIncident& incident) {
@@ -45,6 +61,12 @@ inline PerformanceIncident recoveredIncident(std::int64_t id, double startedAt,
     incident.kind = kind;
     incident.topCPUProcess = "compiler";
     setRecovered(incident);
+    return incident;
+}
+
+/// The same, dismissed as it began.
+inline PerformanceIncident dismissed(PerformanceIncident incident) {
+    incident.dismissedAt = incident.startedAt;
     return incident;
 }
 

@@ -45,7 +45,9 @@ double secondsBetween(Instant older, Instant newer) {
 }  // namespace
 
 std::vector<IncidentHistoryGroup> group(std::vector<PerformanceIncident> incidents, double recurrenceWindow) {
-    std::stable_sort(incidents.begin(), incidents.end(), isNewer);
+    // The store gives them in this order already, and a sort moves every record all the same.
+    if (!std::is_sorted(incidents.begin(), incidents.end(), isNewer))
+        std::stable_sort(incidents.begin(), incidents.end(), isNewer);
     std::vector<IncidentHistoryGroup> groups;
     // Of the groups of one fingerprint only the last can be near enough: it began beyond the window of each
     // group before it, and this incident began no later than it.
