@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/LocalTime.h"
 #include "core/NumberText.h"
 #include "core/PlainText.h"
 #include "core/TextForms.h"

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
 namespace corvanta::ctl {
 namespace {
@@ -61,17 +60,6 @@ std::string table(const std::vector<std::vector<std::string>>& rows) {
         }
         text.erase(text.find_last_not_of(' ') + 1);
         text += '\n';
-    }
-    return text;
-}
-
-std::string localTime(std::int64_t secondsSince1970) {
-    const auto time = static_cast<std::time_t>(secondsSince1970);
-    std::tm parts{};
-    char text[64];
-    if (localtime_r(&time, &parts) == nullptr ||
-        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts) == 0) {
-        return "?";
     }
     return text;
 }

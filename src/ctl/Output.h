@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "core/ColorRole.h"
-#include "core/Instant.h"
 
 namespace corvanta::ctl {
 
@@ -22,9 +21,6 @@ std::string colored(std::string_view text, ColorRole role, const OutputOptions& 
 /// Columns padded with blanks to the widest cell, two blanks apart, without blanks at the line's end. Widths
 /// are counted in characters, those of `colored` not among them.
 std::string table(const std::vector<std::vector<std::string>>& rows);
-
-/// A moment in the machine's time zone, as "2026-11-21 10:15:32".
-std::string localTime(std::int64_t secondsSince1970);
 
 /// Writes to standard output at once. False when the reader has gone, or, with a line on standard error, when
 /// something else went wrong.

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "core/ByteCount.h"
+#include "core/LocalTime.h"
 #include "core/PlainText.h"
 #include "core/TextForms.h"
 #include "core/TimeRange.h"

@@ -12,6 +12,7 @@
 #include "ctl/IncidentList.h"
 #include "ctl/LiveCommands.h"
 #include "ctl/ProcessCommands.h"
+#include "ctl/SessionCommands.h"
 #include "ctl/StoreCommands.h"
 #include "monitoring/QtExecutor.h"
 #include "platform/linux/LinuxPlatform.h"
@@ -70,6 +71,8 @@ int main(int argc, char** argv) {
     ctl::addHistory(commands);
     ctl::addTrends(commands);
     ctl::addIncidents(commands);
+    ctl::addSessions(commands);
+    ctl::addExport(commands);
     ctl::addDismiss(commands);
     ctl::addRestore(commands);
     try {

@@ -44,8 +44,8 @@ TEST_F(ArgumentsTest, tellsItsVersion) {
 TEST_F(ArgumentsTest, helpListsTheCommands) {
     const Finished finished = ctl("--help");
     EXPECT_EQ(finished.exitCode, 0);
-    for (const char* command :
-         {"status", "watch", "processes", "quit", "history", "trends", "incidents", "dismiss", "restore"}) {
+    for (const char* command : {"status", "watch", "processes", "quit", "history", "trends", "incidents",
+                                "sessions", "export", "dismiss", "restore"}) {
         EXPECT_NE(finished.out.find(command), std::string::npos) << command;
     }
     EXPECT_EQ(finished.err, "");

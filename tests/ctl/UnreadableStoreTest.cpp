@@ -78,7 +78,8 @@ TEST_P(UnreadableStoreTest, ofNobody) {
 
 INSTANTIATE_TEST_SUITE_P(Commands, UnreadableStoreTest,
                          testing::Values("history", "history --json", "history --last 30d", "trends",
-                                         "trends --json", "incidents", "incidents --json"));
+                                         "trends --json", "incidents", "incidents --json", "sessions",
+                                         "sessions --json", "export 1"));
 
 }  // namespace
 }  // namespace corvanta::test
