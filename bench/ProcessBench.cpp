@@ -7,10 +7,8 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstddef>
@@ -22,6 +20,7 @@
 #include <vector>
 
 #include "Sleepers.h"
+#include "Timing.h"
 #include "core/Clock.h"
 #include "monitoring/collectors/ProcessMonitor.h"
 #include "platform/linux/ProcLister.h"
@@ -88,25 +87,6 @@ class BareLoop {
     std::array<char, 1024> text_;
 };
 
-/// CPU time of one call, in microseconds.
-template <class Work>
-double measure(Work work) {
-    const auto now = [] {
-        timespec time{};
-        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-        return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
-    };
-    const double begin = now();
-    work();
-    return now() - begin;
-}
-
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -128,9 +108,9 @@ int main(int argc, char** argv) {
     std::vector<double> ourTimes;
     for (int round = 0; round < rounds; ++round) {
         // Whichever comes first finds colder caches.
-        const auto runBare = [&] { bareTimes.push_back(measure([&] { found = bare.pass(); })); };
+        const auto runBare = [&] { bareTimes.push_back(cpuMicroseconds([&] { found = bare.pass(); })); };
         const auto runOurs = [&] {
-            ourTimes.push_back(measure([&] { listed = monitor.getAllProcesses(true, 0)->size(); }));
+            ourTimes.push_back(cpuMicroseconds([&] { listed = monitor.getAllProcesses(true, 0)->size(); }));
         };
         if (round % 2 == 0) runBare();
         runOurs();

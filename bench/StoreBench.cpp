@@ -4,12 +4,10 @@
 // The two sides take turns in one run, each on its own copy of a history of 30 days.
 #include <sqlite3.h>
 
-#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <random>
@@ -17,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Timing.h"
 #include "storage/DatabaseManager.h"
 
 namespace {
@@ -186,18 +185,6 @@ double meanCPU(const std::vector<SystemSnapshot>& rows) {
     return sum / static_cast<double>(rows.size());
 }
 
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-/// Milliseconds of CPU time, the kernel's included.
-double cpuTime(const std::function<void()>& work) {
-    const std::clock_t begin = std::clock();
-    work();
-    return 1000.0 * static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
-}
-
 void compare(const char* name, int rounds, int units, const std::function<void()>& bare,
              const std::function<void()>& ours) {
     std::vector<double> bareTimes;
@@ -206,9 +193,9 @@ void compare(const char* name, int rounds, int units, const std::function<void()
     ours();
     for (int round = 0; round < rounds; ++round) {
         // Who goes first alternates, so that neither profits from the other's warm caches.
-        if (round % 2 == 0) bareTimes.push_back(cpuTime(bare) / units);
-        ourTimes.push_back(cpuTime(ours) / units);
-        if (round % 2 != 0) bareTimes.push_back(cpuTime(bare) / units);
+        if (round % 2 == 0) bareTimes.push_back(cpuMicroseconds(bare) / 1000 / units);
+        ourTimes.push_back(cpuMicroseconds(ours) / 1000 / units);
+        if (round % 2 != 0) bareTimes.push_back(cpuMicroseconds(bare) / 1000 / units);
     }
     const double bareMedian = median(bareTimes);
     const double ourMedian = median(ourTimes);

@@ -67,6 +67,11 @@ Piece firstPiece(std::string_view bytes) {
     return {length, true};
 }
 
+/// False for the printing characters of ASCII, with which nearly every text begins and ends.
+bool mayBeOfSpace(char byte) {
+    return !isBetween(static_cast<unsigned char>(byte), 0x21, 0x7f);
+}
+
 }  // namespace
 
 std::string repairedUtf8(std::string_view bytes) {
@@ -85,13 +90,15 @@ std::string_view trimmedUtf8(std::string_view text) {
     const auto ends = [&](std::string_view space) {
         return text.size() >= space.size() && text.substr(text.size() - space.size()) == space;
     };
-    for (auto space = spaces.begin(); space != spaces.end();) {
-        space = std::find_if(spaces.begin(), spaces.end(), begins);
-        if (space != spaces.end()) text.remove_prefix(space->size());
+    while (!text.empty() && mayBeOfSpace(text.front())) {
+        const auto space = std::find_if(spaces.begin(), spaces.end(), begins);
+        if (space == spaces.end()) break;
+        text.remove_prefix(space->size());
     }
-    for (auto space = spaces.begin(); space != spaces.end();) {
-        space = std::find_if(spaces.begin(), spaces.end(), ends);
-        if (space != spaces.end()) text.remove_suffix(space->size());
+    while (!text.empty() && mayBeOfSpace(text.back())) {
+        const auto space = std::find_if(spaces.begin(), spaces.end(), ends);
+        if (space == spaces.end()) break;
+        text.remove_suffix(space->size());
     }
     return text;
 }

@@ -9,6 +9,7 @@
 #include "core/NumberText.h"
 #include "ctl/Command.h"
 #include "ctl/DismissCommands.h"
+#include "ctl/IncidentList.h"
 #include "ctl/IncidentReport.h"
 #include "ctl/LiveCommands.h"
 #include "ctl/ProcessCommands.h"
@@ -70,6 +71,7 @@ int main(int argc, char** argv) {
     ctl::addQuit(commands);
     ctl::addHistory(commands);
     ctl::addTrends(commands);
+    ctl::addIncidents(commands);
     ctl::addIncident(commands);
     ctl::addSessions(commands);
     ctl::addExport(commands);

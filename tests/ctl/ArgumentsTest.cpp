@@ -45,7 +45,7 @@ TEST_F(ArgumentsTest, helpListsTheCommands) {
     const Finished finished = ctl("--help");
     EXPECT_EQ(finished.exitCode, 0);
     for (const char* command : {"status", "watch", "processes", "quit", "history", "trends", "incident",
-                                "sessions", "export", "dismiss", "restore"}) {
+                                "incidents", "sessions", "export", "dismiss", "restore"}) {
         EXPECT_NE(finished.out.find(command), std::string::npos) << command;
     }
     EXPECT_EQ(finished.err, "");

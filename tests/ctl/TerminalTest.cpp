@@ -5,6 +5,8 @@
 #include <regex>
 
 #include "ctl/StoreTest.h"
+#include "incidents/IncidentRecords.h"
+#include "incidents/StoredIncidents.h"
 
 namespace corvanta::test {
 namespace {
@@ -83,7 +85,12 @@ TEST_P(StoredNameTest, cannotWriteToTheTerminal) {
     SnapshotValues hostile = sample(60);
     hostile.topCPUProcess = std::string("a") + GetParam().text + "b";
     fillStore({hostile});
-    for (const char* command : {"history", "history --json"}) {
+    PerformanceIncident incident = recoveredIncident(1, static_cast<double>(now_));
+    incident.topCPUProcess = hostile.topCPUProcess;
+    incident.worstThermalState = *hostile.topCPUProcess;
+    Sql sql(user_.database());
+    storeIncident(sql, incident);
+    for (const char* command : {"history", "history --json", "incidents", "incidents --json"}) {
         SCOPED_TRACE(command);
         Terminal terminal(CORVANTACTL_PROGRAM, words(command), user_.environment());
         EXPECT_EQ(terminal.exitCode(), 0);
@@ -91,9 +98,11 @@ TEST_P(StoredNameTest, cannotWriteToTheTerminal) {
         EXPECT_FALSE(hasControls(terminal.shown())) << terminal.shown();
     }
     // Elsewhere a line is one row, and the first the heading.
-    const Finished text = ctl("history");
-    EXPECT_EQ(std::count(text.out.begin(), text.out.end(), '\n'), 2);
-    EXPECT_EQ(text.out.find('\r'), std::string::npos);
+    for (const char* command : {"history", "incidents"}) {
+        const Finished text = ctl(command);
+        EXPECT_EQ(std::count(text.out.begin(), text.out.end(), '\n'), 2);
+        EXPECT_EQ(text.out.find('\r'), std::string::npos);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(TerminalTest, StoredNameTest,

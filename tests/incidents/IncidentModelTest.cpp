@@ -79,6 +79,13 @@ TEST(PerformanceIncident, anEndBeforeItsStartGivesNoDuration) {
     EXPECT_EQ(incident(std::nullopt, std::nullopt).duration(instantFromSeconds(10)), 0);
 }
 
+TEST(PerformanceIncident, standsInOneOfFourStates) {
+    EXPECT_EQ(incident(std::nullopt, std::nullopt).resolutionState(), IncidentResolutionState::active);
+    EXPECT_EQ(incident(std::nullopt, 1050).resolutionState(), IncidentResolutionState::recovering);
+    EXPECT_EQ(incident(1100, 1050).resolutionState(), IncidentResolutionState::recovered);
+    EXPECT_EQ(incident(1100, std::nullopt).resolutionState(), IncidentResolutionState::interrupted);
+}
+
 TEST(PerformanceIncident, isDismissedFromTheMomentThatSaysSo) {
     auto dismissed = incident(1100, 1050);
     EXPECT_FALSE(dismissed.isDismissed());

@@ -9,6 +9,7 @@
 #include "core/Instant.h"
 #include "core/MemoryPressureLevel.h"
 #include "incidents/model/IncidentKind.h"
+#include "incidents/model/IncidentResolutionState.h"
 #include "incidents/model/IncidentSeverity.h"
 
 namespace corvanta {
@@ -41,6 +42,11 @@ struct PerformanceIncident {
     /// The program went away while the incident was open.
     bool wasInterrupted() const { return endedAt && !recoveryStartedAt; }
     bool isDismissed() const { return dismissedAt.has_value(); }
+    IncidentResolutionState resolutionState() const {
+        if (wasInterrupted()) return IncidentResolutionState::interrupted;
+        if (!isActive()) return IncidentResolutionState::recovered;
+        return isRecovering() ? IncidentResolutionState::recovering : IncidentResolutionState::active;
+    }
 
     /// Where it ends, as far as is known at `now`: an incident that confirms its recovery stands still.
     Instant knownEnd(Instant now) const { return endedAt.value_or(recoveryStartedAt.value_or(now)); }
