@@ -15,6 +15,7 @@
 #include "ctl/Json.h"
 #include "monitoring/BluetoothMonitor.h"
 #include "platform/linux/Terminal.h"
+#include "settings/AppSettings.h"
 
 namespace corvanta::ctl {
 namespace {
@@ -223,18 +224,21 @@ std::string LiveSample::json() const {
     return dumped(object) + "\n";
 }
 
-int runStatus(const Platform& platform, const OutputOptions& options) {
-    LiveSample sample(platform);
-    platform.waiter.wait(statusInterval, {});
+namespace {
+
+int runStatus(const Surroundings& at) {
+    LiveSample sample(at.ports);
+    at.ports.waiter.wait(statusInterval, {});
     sample.refreshAll();
     sample.awaitDrives();
-    return print(options.json ? sample.json() : sample.text(options)) ? 0 : 1;
+    return print(at.output.json ? sample.json() : sample.text(at.output)) ? 0 : 1;
 }
 
-int runWatch(const Platform& platform, const AppSettings& settings, const OutputOptions& options) {
+int runWatch(const Surroundings& at) {
+    const AppSettings settings(at.ports.defaults, at.ports.loginItem, at.ports.clock, at.executor);
     const InterruptWait interruptWait;
-    const bool redraws = options.color && !options.json;
-    LiveSample sample(platform);
+    const bool redraws = at.output.color && !at.output.json;
+    LiveSample sample(at.ports);
     if (redraws && !print(hideCursorAndClear)) return 1;
     bool isWritten = true;
     bool isFirst = true;
@@ -245,12 +249,22 @@ int runWatch(const Platform& platform, const AppSettings& settings, const Output
         } else {
             sample.refresh();
         }
-        const std::string text = options.json ? sample.json() : sample.text(options);
-        isWritten = print(redraws ? drawnOver(text) : options.json ? text : text + "\n");
+        const std::string text = at.output.json ? sample.json() : sample.text(at.output);
+        isWritten = print(redraws ? drawnOver(text) : at.output.json ? text : text + "\n");
         wait = timeInterval(settings.refreshFrequency());
     }
     if (redraws) print(showCursor);
     return isWritten ? 0 : 1;
+}
+
+}  // namespace
+
+void addStatus(CommandList& commands) {
+    commands.add("status", "Show this machine now", runStatus);
+}
+
+void addWatch(CommandList& commands) {
+    commands.add("watch", "Show this machine at each refresh until interrupted", runWatch);
 }
 
 }  // namespace corvanta::ctl

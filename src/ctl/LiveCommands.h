@@ -5,12 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "ctl/Output.h"
+#include "ctl/Command.h"
 #include "monitoring/collectors/BluetoothDevice.h"
 #include "monitoring/collectors/MonitoringLoop.h"
 #include "monitoring/collectors/MonitoringRefreshGate.h"
 #include "platform/Platform.h"
-#include "settings/AppSettings.h"
 
 namespace corvanta::ctl {
 
@@ -45,12 +44,7 @@ class LiveSample {
     Instant moment_;
 };
 
-// Both return the program's exit code.
-
-/// Two readings half a second apart, then the figures once.
-int runStatus(const Platform& platform, const OutputOptions& options);
-
-/// The figures at each refresh of the user's setting, until Ctrl+C.
-int runWatch(const Platform& platform, const AppSettings& settings, const OutputOptions& options);
+void addStatus(CommandList& commands);  ///< two readings half a second apart, then the figures once
+void addWatch(CommandList& commands);   ///< the figures at each refresh of the user's setting, until Ctrl+C
 
 }  // namespace corvanta::ctl

@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <iostream>
+#include <limits>
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "core/ByteCount.h"
@@ -10,11 +13,24 @@
 #include "core/PlainText.h"
 #include "core/ProcessTexts.h"
 #include "ctl/Json.h"
+#include "monitoring/ProcessTable.h"
 #include "monitoring/collectors/ProcessMonitor.h"
 #include "monitoring/collectors/ProcessQuit.h"
 
 namespace corvanta::ctl {
 namespace {
+
+struct ProcessListing {
+    std::string sort = "cpu";        // what the first rows have most of
+    std::optional<std::size_t> top;  // how many rows; all when absent
+    bool isGrouped = false;          // one row for all processes of a name
+};
+
+struct QuitRequest {
+    std::int64_t pid = 0;
+    bool force = false;
+    bool isConfirmed = false;
+};
 
 constexpr double measuringTime = 0.5;  // seconds between the two readings
 
@@ -102,23 +118,26 @@ int fail(const ProcessNotice& notice) {
     return 1;
 }
 
-}  // namespace
-
-int runProcesses(const Platform& platform, const ProcessListing& listing, const OutputOptions& options) {
+int runProcesses(const Surroundings& at, const ProcessListing& listing) {
+    const Platform& platform = at.ports;
     ProcessMonitor monitor(platform.processes, platform.clock, physicalMemory(platform));
     monitor.getAllProcesses(true, platform.clock.systemUptime());
     platform.waiter.wait(measuringTime, {});
     const ProcessList processes = monitor.getAllProcesses(true, platform.clock.systemUptime());
     if (processes->empty()) return failWithoutList();
-    const ProcessSortOrder order = {{listing.sortColumn, SortDirection::descending}};
+    const ProcessColumn column =
+        listing.sort == "memory" ? ProcessColumn::residentBytes : ProcessColumn::cpuUsage;
+    const ProcessSortOrder order = {{column, SortDirection::descending}};
     const bool isWritten = listing.isGrouped ? printRows(groupedProcesses(*processes, order, ""),
-                                                         titles(combinedColumns), listing, options)
+                                                         titles(combinedColumns), listing, at.output)
                                              : printRows(filteredProcesses(*processes, order, ""),
-                                                         titles(individualColumns), listing, options);
+                                                         titles(individualColumns), listing, at.output);
     return isWritten ? 0 : 1;
 }
 
-int runQuit(const Platform& platform, std::int64_t pid, bool force, bool isConfirmed) {
+int runQuit(const Surroundings& at, const QuitRequest& request) {
+    const Platform& platform = at.ports;
+    const std::int64_t pid = request.pid;
     ProcessSignaller& signaller = platform.processSignaller;
     if (const auto refusal = ProcessControl::refusal(pid, "", signaller.ownProcessID())) {
         return fail(refusalNotice(*refusal));  // which the id alone decides
@@ -136,14 +155,42 @@ int runQuit(const Platform& platform, std::int64_t pid, bool force, bool isConfi
     if (const auto refusal = ProcessControl::refusal(pid, found->name, signaller.ownProcessID())) {
         return fail(refusalNotice(*refusal));
     }
-    const PendingProcessAction action{pid, found->name, force};
-    if (!isConfirmed && !isAnsweredWithYes(confirmation(action))) {
+    const PendingProcessAction action{pid, found->name, request.force};
+    if (!request.isConfirmed && !isAnsweredWithYes(confirmation(action))) {
         complain("Nothing was quit.");
         return 1;
     }
     const ProcessList present = monitor.getAllProcesses(true, platform.clock.systemUptime());
     const auto notice = runAction(action, *held, *present, signaller.ownProcessID());
     return notice ? fail(*notice) : 0;
+}
+
+}  // namespace
+
+void addProcesses(CommandList& commands) {
+    auto listing = std::make_shared<ProcessListing>();
+    CLI::App& command =
+        commands.add("processes", "List the running processes",
+                     [listing](const Surroundings& at) { return runProcesses(at, *listing); });
+    command.add_option("--sort", listing->sort, "What the first rows have most of")
+        ->check(CLI::IsMember({"cpu", "memory"}))
+        ->capture_default_str();
+    command.add_option("--top", listing->top, "Show only so many rows")
+        ->check(CLI::Range(std::int64_t{1}, std::numeric_limits<std::int64_t>::max()))
+        ->type_name("N");
+    command.add_flag("--grouped", listing->isGrouped, "One row for all processes of a name");
+}
+
+void addQuit(CommandList& commands) {
+    auto request = std::make_shared<QuitRequest>();
+    CLI::App& command = commands.add("quit", "Ask a process to quit, after a confirmation",
+                                     [request](const Surroundings& at) { return runQuit(at, *request); });
+    command.add_option("pid", request->pid, "The process")
+        ->required()
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("PID");
+    command.add_flag("--force", request->force, "Stop it at once, without a chance to save");
+    command.add_flag("--yes", request->isConfirmed, "Do not ask first");
 }
 
 }  // namespace corvanta::ctl

@@ -3,45 +3,19 @@
 
 #include <cmath>
 #include <filesystem>
-#include <optional>
+#include <memory>
 #include <system_error>
 
 #include "core/ByteCount.h"
 #include "core/PlainText.h"
 #include "core/TextForms.h"
+#include "core/TimeRange.h"
 #include "ctl/Json.h"
-#include "storage/DatabaseManager.h"
 
 namespace corvanta::ctl {
 namespace {
 
 constexpr std::int64_t trendWindow = 900;  // seconds
-
-std::optional<std::string> problemOf(StoreState state, const StoreChoice& choice) {
-    std::error_code ignored;
-    switch (state) {
-        case StoreState::ready:
-            return std::nullopt;
-        case StoreState::unavailable:
-            if (choice.path.empty()) return "There is no home folder to look for the store in.";
-            if (std::filesystem::exists(choice.path, ignored))
-                return "The store at " + choice.path + " can't be opened.";
-            return "There is no store at " + choice.path +
-                   (choice.isOwn ? "; corvanta makes it when it first runs." : ".");
-        case StoreState::notADatabase:
-            return "The file at " + choice.path + " is not a database.";
-        case StoreState::olderSchema:
-            return "The store at " + choice.path + " lacks what this version reads" +
-                   (choice.isOwn ? "; start corvanta once to bring it up to date." : ".");
-    }
-    std::abort();
-}
-
-bool isReadable(const DatabaseManager& store, const StoreChoice& choice) {
-    const auto problem = problemOf(choice.path.empty() ? StoreState::unavailable : store.state(), choice);
-    if (problem) complain(*problem);
-    return !problem;
-}
 
 /// A figure that a row may hold but no machine gives would only widen the table.
 std::string percentCell(double percentage) {
@@ -89,13 +63,18 @@ std::vector<std::string> textOf(const SystemSnapshot& row) {
             std::move(process)};
 }
 
-}  // namespace
+TimeRange timeRangeOf(const std::string& word) {
+    for (const TimeRange range : allTimeRanges) {
+        if (label(range) == word) return range;
+    }
+    return TimeRange::hours24;
+}
 
-int runHistory(const StoreChoice& choice, const Clock& clock, TimeRange range, const OutputOptions& options) {
-    const DatabaseManager store(choice.path, clock, StoreAccess::readOnly);
-    if (!isReadable(store, choice)) return 1;
+int runHistory(const Surroundings& at, TimeRange range) {
+    const DatabaseManager store(at.store.path, at.ports.clock, StoreAccess::readOnly);
+    if (!isReadable(store, at.store)) return 1;
     const std::vector<SystemSnapshot> rows = store.fetchHistory(rawValue(range));
-    if (options.json) return printHistoryJson(rows) ? 0 : 1;
+    if (at.output.json) return printHistoryJson(rows) ? 0 : 1;
     if (rows.empty()) return print("No samples in this period.\n") ? 0 : 1;
 
     std::vector<std::vector<std::string>> lines = {
@@ -104,11 +83,11 @@ int runHistory(const StoreChoice& choice, const Clock& clock, TimeRange range, c
     return print(table(lines)) ? 0 : 1;
 }
 
-int runTrends(const StoreChoice& choice, const Clock& clock, const OutputOptions& options) {
-    const DatabaseManager store(choice.path, clock, StoreAccess::readOnly);
-    if (!isReadable(store, choice)) return 1;
+int runTrends(const Surroundings& at) {
+    const DatabaseManager store(at.store.path, at.ports.clock, StoreAccess::readOnly);
+    if (!isReadable(store, at.store)) return 1;
     const auto trends = store.detectTrends(trendWindow);
-    if (options.json) {
+    if (at.output.json) {
         Json list = Json::array();
         for (const auto& trend : trends) {
             list.push_back({{"metric", trend.metric},
@@ -133,6 +112,51 @@ int runTrends(const StoreChoice& choice, const Clock& clock, const OutputOptions
                 percentText(trend.longTermAvg) + " in the last hour)\n";
     }
     return print(text) ? 0 : 1;
+}
+
+}  // namespace
+
+std::optional<std::string> problemOf(const DatabaseManager& store, const StoreChoice& choice) {
+    if (choice.path.empty()) return "There is no home folder to look for the store in.";
+    std::error_code ignored;
+    switch (store.state()) {
+        case StoreState::ready:
+            return std::nullopt;
+        case StoreState::unavailable:
+            if (std::filesystem::exists(choice.path, ignored))
+                return "The store at " + choice.path + " can't be opened.";
+            return "There is no store at " + choice.path +
+                   (choice.isOwn ? "; corvanta makes it when it first runs." : ".");
+        case StoreState::notADatabase:
+            return "The file at " + choice.path + " is not a database.";
+        case StoreState::olderSchema:
+            return "The store at " + choice.path + " lacks what this version reads" +
+                   (choice.isOwn ? "; start corvanta once to bring it up to date." : ".");
+    }
+    std::abort();
+}
+
+bool isReadable(const DatabaseManager& store, const StoreChoice& choice) {
+    const auto problem = problemOf(store, choice);
+    if (problem) complain(*problem);
+    return !problem;
+}
+
+void addHistory(CommandList& commands) {
+    auto range = std::make_shared<std::string>(label(TimeRange::hours24));
+    std::vector<std::string> labels;
+    labels.reserve(allTimeRanges.size());
+    for (const TimeRange each : allTimeRanges) labels.emplace_back(label(each));
+    CLI::App& command =
+        commands.add("history", "List the stored samples, oldest first",
+                     [range](const Surroundings& at) { return runHistory(at, timeRangeOf(*range)); });
+    command.add_option("--last", *range, "How far to look back")
+        ->check(CLI::IsMember(labels))
+        ->capture_default_str();
+}
+
+void addTrends(CommandList& commands) {
+    commands.add("trends", "Compare the last 15 minutes with the last hour", runTrends);
 }
 
 }  // namespace corvanta::ctl

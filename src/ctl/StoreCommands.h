@@ -1,29 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <optional>
 #include <string>
 
-#include "core/Clock.h"
-#include "core/TimeRange.h"
-#include "ctl/Output.h"
+#include "ctl/Command.h"
+#include "storage/DatabaseManager.h"
 
 namespace corvanta::ctl {
 
-/// Which store a command reads.
-struct StoreChoice {
-    std::string path;   ///< empty when the user has no home folder
-    bool isOwn = true;  ///< the one that the user's corvanta writes
+/// Why a store that was opened can't be used, as a sentence; absent when it can.
+std::optional<std::string> problemOf(const DatabaseManager& store, const StoreChoice& choice);
 
-    bool operator==(const StoreChoice&) const = default;
-};
+/// Whether it can be read. If it can't, standard error tells why.
+bool isReadable(const DatabaseManager& store, const StoreChoice& choice);
 
-// Commands that read the store and never write it. Each returns the program's exit code: 1, with one line on
-// standard error, when the store can't be read.
+// Commands that read the history and never write it.
 
-/// The stored rows of the period, oldest first.
-int runHistory(const StoreChoice& store, const Clock& clock, TimeRange range, const OutputOptions& options);
-
-/// How the last quarter of an hour compares with the last hour.
-int runTrends(const StoreChoice& store, const Clock& clock, const OutputOptions& options);
+void addHistory(CommandList& commands);  ///< the stored rows of a period, oldest first
+void addTrends(CommandList& commands);   ///< how the last quarter of an hour compares with the last hour
 
 }  // namespace corvanta::ctl
