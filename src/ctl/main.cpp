@@ -10,6 +10,7 @@
 #include "ctl/Command.h"
 #include "ctl/LiveCommands.h"
 #include "ctl/ProcessCommands.h"
+#include "ctl/ReplayCommands.h"
 #include "ctl/StoreCommands.h"
 #include "monitoring/QtExecutor.h"
 #include "platform/linux/LinuxPlatform.h"
@@ -67,6 +68,7 @@ int main(int argc, char** argv) {
     ctl::addQuit(commands);
     ctl::addHistory(commands);
     ctl::addTrends(commands);
+    ctl::addReplay(commands);
     try {
         app.parse(argc, argv);
         if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");

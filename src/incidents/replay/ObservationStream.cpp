@@ -211,7 +211,7 @@ StreamLine parseStreamLine(std::string_view line, const IncidentRuleConfiguratio
     if (line.starts_with(byteOrderMark)) line.remove_prefix(byteOrderMark.size());
     if (line.find_first_not_of(" \t\r") == std::string_view::npos) return BlankLine{};
     // The JSON reader would take it for the end, and whatever follows for nothing.
-    if (line.find('\0') != std::string_view::npos) return BrokenLine{"a NUL byte stands in it"};
+    if (line.find('\0') != std::string_view::npos) return BrokenLine{"there is a NUL byte in it"};
     ShallowReader reader;
     if (!Json::sax_parse(line, &reader)) return BrokenLine{reader.problem};
     if (!reader.root.is_object()) return BrokenLine{"this is no JSON object"};
