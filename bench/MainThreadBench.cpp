@@ -95,7 +95,8 @@ int main(int argc, char** argv) {
         AppSettings settings(ports.defaults, ports.loginItem, ports.clock, executor);
         settings.refreshFrequency.set(RefreshFrequency::high);
         DatabaseManager database(folder + "/history.sqlite", ports.clock);
-        ProgramSink sink(database);
+        IncidentDetector detector(database, settings);
+        ProgramSink sink(database, detector);
 
         Longest start;
         std::unique_ptr<SystemMonitor> monitor;

@@ -66,7 +66,7 @@ int main(int argc, char** argv) {
                                               JsonDefaultsStore::Access::readWrite);
     installPlatform(platform.ports());
 
-    ProgramSink sink(DatabaseManager::shared());
+    ProgramSink sink(DatabaseManager::shared(), IncidentDetector::shared());
     AppDelegate delegate(platform.ports(), AppSettings::shared(), DatabaseManager::shared(), sink,
                          makeStatusItem());
     TerminationSignals signals;

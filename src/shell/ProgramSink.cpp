@@ -3,10 +3,19 @@
 
 namespace corvanta {
 
-ProgramSink::ProgramSink(DatabaseManager& database) : database_(database) {}
+ProgramSink::ProgramSink(DatabaseManager& database, IncidentDetector& detector)
+    : database_(database), detector_(detector) {}
+
+void ProgramSink::observe(const IncidentObservation& observation) {
+    detector_.observe(observation);
+}
 
 void ProgramSink::insertSnapshot(const SnapshotValues& values) {
     database_.insertSnapshot(values);
+}
+
+void ProgramSink::recordPersistedObservation(const IncidentObservation& observation) {
+    detector_.recordPersistedObservation(observation);
 }
 
 }  // namespace corvanta

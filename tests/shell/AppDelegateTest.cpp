@@ -303,7 +303,8 @@ TEST_F(AppDelegateTest, theStoreIsPrunedOnceADay) {
 }
 
 TEST_F(AppDelegateTest, theProgramsSinkStoresARowAtMostEveryTenSeconds) {
-    ProgramSink sink(database_);
+    IncidentDetector detector(database_, settings_);
+    ProgramSink sink(database_, detector);
     make(sink);
     finishCycle();
     EXPECT_EQ(database_.fetchHistory().size(), 1u);
