@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "ctl/CtlTest.h"
+#include "incidents/IncidentStreams.h"
+#include "incidents/replay/ObservationStream.h"
 
 namespace corvanta::test {
 namespace {
@@ -101,12 +103,12 @@ TEST_F(ReplayTest, nothingIsWrittenWhenTheLastLineIsBroken) {
 TEST_F(ReplayTest, deepAndLongLinesDoNoHarm) {
     const Finished deep = replay(std::string(1'000'000, '['));
     expectFailure(deep, "line 1: this is no JSON from byte 1000001 on");
-    const std::string longName(10'000'000, 'x');
-    const Finished finished =
-        replay(R"({"timestamp": 1, "systemUptime": 1, "thermalState": "Serious"})"
-               "\n"
-               R"({"timestamp": 11, "systemUptime": 11, "thermalState": "Serious", "topCPUProcess": ")" +
-               longName + "\"}\n");
+    std::string stream =
+        R"({"timestamp": 1, "systemUptime": 1, "thermalState": "Serious"})"
+        "\n"
+        R"({"timestamp": 11, "systemUptime": 11, "thermalState": "Serious", "topCPUProcess": ")";
+    stream.append(10'000'000, 'x').append("\"}\n");
+    const Finished finished = replay(stream);
     EXPECT_EQ(finished.exitCode, 0);
     EXPECT_EQ(finished.out,
               R"({"timestamp":11,"transition":"started","kind":"thermal","severity":1,"startedAt":1})"
@@ -117,10 +119,9 @@ TEST_F(ReplayTest, daysOfObservationsAreReplayed) {
     constexpr int count = 200'000;
     std::string stream;
     for (int i = 0; i < count; ++i) {
-        const std::string seconds = std::to_string(2 * i);
-        const bool isBusy = i % 200 < 100;
-        stream += "{\"timestamp\":" + seconds + ",\"systemUptime\":" + seconds +
-                  ",\"cpuUsage\":" + (isBusy ? "90" : "10") + "}\n";
+        IncidentObservation observation = calmAt(2 * i);
+        if (i % 200 < 100) observation.cpuUsage = 90;
+        stream += streamLine(observation);
     }
     const Finished finished = replay(stream);
     EXPECT_EQ(finished.exitCode, 0);

@@ -241,7 +241,7 @@ TEST(ObservationStream, depthAndLengthDoNoHarm) {
     EXPECT_EQ(parsedWith("\"x\": " + objects + "1" + std::string(depth, '}')), StreamLine(bare()));
 
     IncidentObservation longName = bare();
-    longName.topCPUProcess = std::string(10'000'000, 'x');
+    longName.topCPUProcess.emplace().append(10'000'000, 'x');
     EXPECT_EQ(parsed(streamLine(longName)), StreamLine(longName));
 }
 
