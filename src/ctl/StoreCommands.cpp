@@ -4,6 +4,7 @@
 #include <cmath>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 #include "core/ByteCount.h"
@@ -16,6 +17,27 @@ namespace corvanta::ctl {
 namespace {
 
 constexpr std::int64_t trendWindow = 900;  // seconds
+
+std::optional<std::string> problemOf(const DatabaseManager& store, const StoreChoice& choice,
+                                     const std::string& unavailable) {
+    if (choice.path.empty()) return "There is no home folder to look for the store in.";
+    std::error_code ignored;
+    switch (store.state()) {
+        case StoreState::ready:
+            return std::nullopt;
+        case StoreState::unavailable:
+            if (std::filesystem::exists(choice.path, ignored))
+                return "The store at " + choice.path + unavailable;
+            return "There is no store at " + choice.path +
+                   (choice.isOwn ? "; corvanta makes it when it first runs." : ".");
+        case StoreState::notADatabase:
+            return "The file at " + choice.path + " is not a database.";
+        case StoreState::olderSchema:
+            return "The store at " + choice.path + " lacks what this version reads" +
+                   (choice.isOwn ? "; start corvanta once to bring it up to date." : ".");
+    }
+    std::abort();
+}
 
 /// A figure that a row may hold but no machine gives would only widen the table.
 std::string percentCell(double percentage) {
@@ -116,28 +138,14 @@ int runTrends(const Surroundings& at) {
 
 }  // namespace
 
-std::optional<std::string> problemOf(const DatabaseManager& store, const StoreChoice& choice) {
-    if (choice.path.empty()) return "There is no home folder to look for the store in.";
-    std::error_code ignored;
-    switch (store.state()) {
-        case StoreState::ready:
-            return std::nullopt;
-        case StoreState::unavailable:
-            if (std::filesystem::exists(choice.path, ignored))
-                return "The store at " + choice.path + " can't be opened.";
-            return "There is no store at " + choice.path +
-                   (choice.isOwn ? "; corvanta makes it when it first runs." : ".");
-        case StoreState::notADatabase:
-            return "The file at " + choice.path + " is not a database.";
-        case StoreState::olderSchema:
-            return "The store at " + choice.path + " lacks what this version reads" +
-                   (choice.isOwn ? "; start corvanta once to bring it up to date." : ".");
-    }
-    std::abort();
+bool isReadable(const DatabaseManager& store, const StoreChoice& choice) {
+    const auto problem = problemOf(store, choice, " can't be opened.");
+    if (problem) complain(*problem);
+    return !problem;
 }
 
-bool isReadable(const DatabaseManager& store, const StoreChoice& choice) {
-    const auto problem = problemOf(store, choice);
+bool isWritable(const DatabaseManager& store, const StoreChoice& choice) {
+    const auto problem = problemOf(store, choice, " can't be opened for writing.");
     if (problem) complain(*problem);
     return !problem;
 }

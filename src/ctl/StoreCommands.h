@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <optional>
-#include <string>
-
 #include "ctl/Command.h"
 #include "storage/DatabaseManager.h"
 
 namespace corvanta::ctl {
 
-/// Why a store that was opened can't be used, as a sentence; absent when it can.
-std::optional<std::string> problemOf(const DatabaseManager& store, const StoreChoice& choice);
+// Whether a store that was opened for that can be read, or written. If it can't, standard error tells why.
 
-/// Whether it can be read. If it can't, standard error tells why.
 bool isReadable(const DatabaseManager& store, const StoreChoice& choice);
+bool isWritable(const DatabaseManager& store, const StoreChoice& choice);
 
 // Commands that read the history and never write it.
 

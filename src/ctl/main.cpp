@@ -8,6 +8,7 @@
 #include "core/Log.h"
 #include "core/NumberText.h"
 #include "ctl/Command.h"
+#include "ctl/DismissCommands.h"
 #include "ctl/LiveCommands.h"
 #include "ctl/ProcessCommands.h"
 #include "ctl/ReplayCommands.h"
@@ -69,6 +70,8 @@ int main(int argc, char** argv) {
     ctl::addHistory(commands);
     ctl::addTrends(commands);
     ctl::addReplay(commands);
+    ctl::addDismiss(commands);
+    ctl::addRestore(commands);
     try {
         app.parse(argc, argv);
         if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");

@@ -24,7 +24,8 @@ INSTANTIATE_TEST_SUITE_P(ArgumentsTest, BadUsageTest,
                                          "history --last 3600", "status --last 1h", "--json",
                                          "history --database", "processes --sort name", "processes --top 0",
                                          "processes --top -1", "processes --top many", "quit", "quit -5",
-                                         "quit editor", "quit 5 6", "replay", "replay a b"));
+                                         "quit editor", "quit 5 6", "dismiss", "dismiss first", "restore -1",
+                                         "replay", "replay a b"));
 
 TEST_F(ArgumentsTest, namesTheWordThatItDoesNotKnow) {
     EXPECT_NE(ctl("dance").err.find("dance"), std::string::npos);
@@ -43,7 +44,8 @@ TEST_F(ArgumentsTest, tellsItsVersion) {
 TEST_F(ArgumentsTest, helpListsTheCommands) {
     const Finished finished = ctl("--help");
     EXPECT_EQ(finished.exitCode, 0);
-    for (const char* command : {"status", "watch", "processes", "quit", "history", "trends", "replay"}) {
+    for (const char* command :
+         {"status", "watch", "processes", "quit", "history", "trends", "dismiss", "restore", "replay"}) {
         EXPECT_NE(finished.out.find(command), std::string::npos) << command;
     }
     EXPECT_EQ(finished.err, "");

@@ -17,9 +17,9 @@ namespace corvanta::test {
 class MonitorFixture : public testing::Test {
   protected:
     void start() {
-        monitor = std::make_unique<SystemMonitor>(machine.platform, settings, sink, [this](const Platform&) {
-            return makeScriptedCollectors(script);
-        });
+        monitor = std::make_unique<SystemMonitor>(
+            machine.platform, settings, *target,
+            [this](const Platform&) { return makeScriptedCollectors(script); });
     }
 
     /// Lets one cycle run and be published; the first starts with the monitor.
@@ -37,6 +37,7 @@ class MonitorFixture : public testing::Test {
     AppSettings settings{machine.defaults, machine.loginItem, machine.clock, machine.executor};
     std::shared_ptr<CollectorScript> script = std::make_shared<CollectorScript>();
     RecordingSink sink;
+    PublishSink* target = &sink;  ///< what the monitor publishes to
     std::unique_ptr<SystemMonitor> monitor;
     std::size_t cycles = 0;
 };
