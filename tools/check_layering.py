@@ -37,7 +37,7 @@ LIBRARIES["app"] = ("app", set(LIBRARIES), {"Core", "Gui", "Widgets", "DBus"})
 LIBRARIES["ctl"] = ("ctl", BELOW_SHELL, {"Core", "DBus"})
 
 # The part of platform/linux that runs under the thread sanitizer, and so knows no Qt.
-READERS = {"BluetoothText", "CommandOutput", "Descriptor", "DiskFacts", "FolderNames", "LinuxBluetoothFallback",
+READERS = {"BluetoothText", "CommandOutput", "Descriptor", "DiskFacts", "FileReplacement", "FolderNames", "LinuxBluetoothFallback",
            "PeripheralSupplies", "RootDisks", "Smartctl",
            "KernelFile", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
            "ProcFolder", "ProcLister", "NetlinkCounterSource", "ProcNetDev", "StatfsCapacitySource", "MemInfo", "PressureClassifier", "PressureWatch",

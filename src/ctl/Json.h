@@ -2,11 +2,17 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 
 namespace corvanta::ctl {
 
 using Json = nlohmann::ordered_json;
+
+template <class Value>
+Json orNull(const std::optional<Value>& value) {
+    return value ? Json(*value) : Json(nullptr);
+}
 
 /// The value on one line. A name may hold any bytes: everything that is not plain ASCII is escaped, so that
 /// none of it reaches a terminal as a control.

@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
+
+#include "core/TextForms.h"
 
 namespace corvanta::ctl {
 namespace {
@@ -65,15 +67,8 @@ std::string table(const std::vector<std::vector<std::string>>& rows) {
     return text;
 }
 
-std::string localTime(std::int64_t secondsSince1970) {
-    const auto time = static_cast<std::time_t>(secondsSince1970);
-    std::tm parts{};
-    char text[64];
-    if (localtime_r(&time, &parts) == nullptr ||
-        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts) == 0) {
-        return "?";
-    }
-    return text;
+std::string percentCell(double percentage) {
+    return std::isfinite(percentage) && std::abs(percentage) < 1e6 ? percentText(percentage) : "-";
 }
 
 bool print(std::string_view text) {

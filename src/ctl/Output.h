@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "core/ColorRole.h"
-#include "core/Instant.h"
 
 namespace corvanta::ctl {
 
@@ -23,8 +22,9 @@ std::string colored(std::string_view text, ColorRole role, const OutputOptions& 
 /// are counted in characters, those of `colored` not among them.
 std::string table(const std::vector<std::vector<std::string>>& rows);
 
-/// A moment in the machine's time zone, as "2026-11-21 10:15:32".
-std::string localTime(std::int64_t secondsSince1970);
+/// A percentage as a cell; a dash for what a row may hold but no machine gives, which would only widen the
+/// table.
+std::string percentCell(double percentage);
 
 /// Writes to standard output at once. False when the reader has gone, or, with a line on standard error, when
 /// something else went wrong.

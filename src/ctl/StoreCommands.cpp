@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "core/ByteCount.h"
+#include "core/LocalTime.h"
 #include "core/PlainText.h"
 #include "core/TextForms.h"
 #include "core/TimeRange.h"
@@ -39,15 +40,6 @@ std::optional<std::string> problemOf(const DatabaseManager& store, const StoreCh
     std::abort();
 }
 
-/// A figure that a row may hold but no machine gives would only widen the table.
-std::string percentCell(double percentage) {
-    return std::isfinite(percentage) && std::abs(percentage) < 1e6 ? percentText(percentage) : "-";
-}
-
-Json optionalText(const std::optional<std::string>& text) {
-    return text ? Json(*text) : Json(nullptr);
-}
-
 Json jsonOf(const SystemSnapshot& row) {
     return {{"timestamp", row.timestamp},
             {"cpu_usage", row.cpuUsage},
@@ -57,8 +49,8 @@ Json jsonOf(const SystemSnapshot& row) {
             {"download_speed", row.downloadSpeed},
             {"memory_pressure", row.memoryPressure},
             {"memory_pressure_state", label(row.memoryPressureState)},
-            {"thermal_state", optionalText(row.thermalState)},
-            {"top_cpu_process", optionalText(row.topCPUProcess)},
+            {"thermal_state", orNull(row.thermalState)},
+            {"top_cpu_process", orNull(row.topCPUProcess)},
             {"top_cpu_usage", row.topCPUUsage}};
 }
 

@@ -9,9 +9,11 @@
 #include "core/NumberText.h"
 #include "ctl/Command.h"
 #include "ctl/DismissCommands.h"
+#include "ctl/IncidentReport.h"
 #include "ctl/LiveCommands.h"
 #include "ctl/ProcessCommands.h"
 #include "ctl/ReplayCommands.h"
+#include "ctl/SessionCommands.h"
 #include "ctl/StoreCommands.h"
 #include "monitoring/QtExecutor.h"
 #include "platform/linux/LinuxPlatform.h"
@@ -69,7 +71,10 @@ int main(int argc, char** argv) {
     ctl::addQuit(commands);
     ctl::addHistory(commands);
     ctl::addTrends(commands);
+    ctl::addIncident(commands);
     ctl::addReplay(commands);
+    ctl::addSessions(commands);
+    ctl::addExport(commands);
     ctl::addDismiss(commands);
     ctl::addRestore(commands);
     try {

@@ -18,4 +18,12 @@ void ProgramSink::recordPersistedObservation(const IncidentObservation& observat
     detector_.recordPersistedObservation(observation);
 }
 
+bool ProgramSink::isRecording() {
+    return database_.isRecording();
+}
+
+void ProgramSink::insertSessionSample(const SessionSampleValues& values) {
+    database_.insertSessionSample(values);
+}
+
 }  // namespace corvanta

@@ -19,6 +19,8 @@ class ProgramSink final : public PublishSink {
     void observe(const IncidentObservation& observation) override;
     void insertSnapshot(const SnapshotValues& values) override;
     void recordPersistedObservation(const IncidentObservation& observation) override;
+    bool isRecording() override;
+    void insertSessionSample(const SessionSampleValues& values) override;
 
   private:
     DatabaseManager& database_;

@@ -14,6 +14,7 @@
 #include "incidents/model/IncidentTimelineSample.h"
 #include "incidents/model/IncidentTransition.h"
 #include "incidents/model/PerformanceIncident.h"
+#include "storage/RecordingSession.h"
 #include "storage/TrendResult.h"
 #include "storage/WeeklyStats.h"
 
@@ -94,6 +95,40 @@ class DatabaseManager {
     std::vector<TrendResult> detectTrends(std::int64_t shortWindow = 900,
                                           std::int64_t longWindow = 3600) const;
 
+    // The session that runs. There is at most one, and only this store knows of it: it ends with the process,
+    // and the next start gives its row an end.
+
+    bool isRecording() const;
+    std::optional<std::int64_t> activeSessionId() const;
+    std::optional<std::string> activeSessionName() const;
+
+    /// Seconds since the session began, negative when the clock was set back since; 0 without one.
+    double sessionElapsed() const;
+
+    /// The same as "05:07", minutes never becoming hours; "00:00" when it is negative.
+    std::string sessionElapsedString() const;
+
+    /// The session's identifier; absent when nothing was started, as while another one runs.
+    std::optional<std::int64_t> startSession(std::string_view name);
+
+    /// Afterwards none runs, whether its end could be written or not.
+    void stopSession();
+
+    /// Adds a sample of the present moment to the session that runs; without one it does nothing.
+    void insertSessionSample(const SessionSampleValues& values);
+
+    /// Oldest first.
+    std::vector<SystemSnapshot> fetchSessionSamples(std::int64_t sessionId) const;
+
+    /// Newest first.
+    std::vector<RecordingSession> allSessions() const;
+
+    /// `sessionCSV` of the session's samples.
+    std::string exportSessionCSV(std::int64_t sessionId) const;
+
+    /// A heading and one line for each sample; "No data" for none.
+    static std::string sessionCSV(const std::vector<SystemSnapshot>& samples);
+
     // Incidents. Their instants are stored in whole seconds. While one is open its evidence grows with each
     // stored sample; at its creation and at its end it is computed from the history of its true span, under
     // one hold of the lock, so that nobody reads an end with evidence from after it. A row that has ended
@@ -127,6 +162,12 @@ class DatabaseManager {
                                                               double postRoll = 120.0) const;
 
   private:
+    struct ActiveSession {
+        std::int64_t id;
+        std::string name;
+        Instant startTime;  ///< with the fraction that the row of the session lacks
+    };
+
     void openForWriting() REQUIRES(lock_);
     bool finishStart() REQUIRES(lock_);
     StoreState openForReading() REQUIRES(lock_);
@@ -146,6 +187,7 @@ class DatabaseManager {
     mutable RecursiveMutex lock_;
     sqlite3* db_ GUARDED_BY(lock_) = nullptr;  ///< null when the file could not be opened
     bool isStartUnfinished_ GUARDED_BY(lock_) = false;
+    std::optional<ActiveSession> activeSession_ GUARDED_BY(lock_);
 };
 
 }  // namespace corvanta

@@ -5,6 +5,7 @@
 
 #include "core/Log.h"
 #include "storage/DatabaseManager.h"
+#include "storage/SnapshotRows.h"
 #include "storage/Statement.h"
 
 namespace corvanta {
@@ -75,30 +76,13 @@ void DatabaseManager::insertSnapshot(const SnapshotValues& values) {
 
 std::vector<SystemSnapshot> DatabaseManager::fetchHistory(std::int64_t lastSeconds) const {
     const std::int64_t from = secondsAgo(lastSeconds);
-    std::vector<SystemSnapshot> rows;
     const LockGuard guard(lock_);
     Statement select(db_,
                      "SELECT timestamp, cpu_usage, ram_usage, disk_free, upload_speed, download_speed, "
                      "memory_pressure, memory_pressure_state, thermal_state, top_cpu_process, top_cpu_usage "
                      "FROM metrics_history WHERE timestamp >= ? ORDER BY timestamp ASC;");
-    if (!select) return rows;
     select.bindAll(from);
-    while (select.nextRow()) {
-        SystemSnapshot& row = rows.emplace_back();
-        row.timestamp = select.integer(0);
-        row.cpuUsage = select.real(1);
-        row.ramUsage = select.real(2);
-        row.diskFree = select.real(3);
-        row.uploadSpeed = select.real(4);
-        row.downloadSpeed = select.real(5);
-        row.memoryPressure = select.real(6);
-        row.memoryPressureState =
-            memoryPressureLevelFromRaw(select.integer(7)).value_or(MemoryPressureLevel::unavailable);
-        row.thermalState = select.text(8);
-        row.topCPUProcess = select.text(9);
-        row.topCPUUsage = select.real(10);
-    }
-    return rows;
+    return readSnapshots(select);
 }
 
 std::vector<double> DatabaseManager::fetchMetricValues(std::string_view column,

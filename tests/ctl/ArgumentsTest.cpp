@@ -25,6 +25,7 @@ INSTANTIATE_TEST_SUITE_P(ArgumentsTest, BadUsageTest,
                                          "history --database", "processes --sort name", "processes --top 0",
                                          "processes --top -1", "processes --top many", "quit", "quit -5",
                                          "quit editor", "quit 5 6", "dismiss", "dismiss first", "restore -1",
+                                         "incident", "incident seven", "incident 7 8", "incident -7",
                                          "replay", "replay a b"));
 
 TEST_F(ArgumentsTest, namesTheWordThatItDoesNotKnow) {
@@ -44,8 +45,8 @@ TEST_F(ArgumentsTest, tellsItsVersion) {
 TEST_F(ArgumentsTest, helpListsTheCommands) {
     const Finished finished = ctl("--help");
     EXPECT_EQ(finished.exitCode, 0);
-    for (const char* command :
-         {"status", "watch", "processes", "quit", "history", "trends", "dismiss", "restore", "replay"}) {
+    for (const char* command : {"status", "watch", "processes", "quit", "history", "trends", "incident",
+                                "sessions", "export", "dismiss", "restore", "replay"}) {
         EXPECT_NE(finished.out.find(command), std::string::npos) << command;
     }
     EXPECT_EQ(finished.err, "");

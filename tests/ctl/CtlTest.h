@@ -4,11 +4,20 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "integration/Program.h"
 
 namespace corvanta::test {
+
+inline std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
 
 /// `corvantactl` as a user of his own calls it.
 class CtlTest : public testing::Test {

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <vector>
 
 #include "ctl/StoreTest.h"
@@ -13,13 +12,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::int64_t hour = 3600;
 constexpr std::int64_t day = 86400;
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
-}
 
 using HistoryTest = StoreTest;
 

@@ -5,7 +5,6 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <regex>
-#include <sstream>
 
 #include "ctl/CtlTest.h"
 #include "ctl/Terminal.h"
@@ -15,13 +14,6 @@ namespace corvanta::test {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
-}
 
 bool seesKernelThreads() {
     std::ifstream file("/proc/2/comm");

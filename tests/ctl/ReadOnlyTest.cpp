@@ -57,7 +57,8 @@ TEST_P(ReadOnlyTest, leavesDamagedSettingsWhereTheyAre) {
 
 INSTANTIATE_TEST_SUITE_P(Commands, ReadOnlyTest,
                          testing::Values("status", "status --json", "watch", "watch --json", "history",
-                                         "history --json", "trends", "trends --json"));
+                                         "history --json", "trends", "trends --json", "sessions",
+                                         "sessions --json"));
 
 }  // namespace
 }  // namespace corvanta::test

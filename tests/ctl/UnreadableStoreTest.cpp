@@ -78,7 +78,8 @@ TEST_P(UnreadableStoreTest, ofNobody) {
 
 INSTANTIATE_TEST_SUITE_P(Commands, UnreadableStoreTest,
                          testing::Values("history", "history --json", "history --last 30d", "trends",
-                                         "trends --json"));
+                                         "trends --json", "sessions", "sessions --json", "export 1",
+                                         "incident 7", "incident 7 --summary --json"));
 
 }  // namespace
 }  // namespace corvanta::test

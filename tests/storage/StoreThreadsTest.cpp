@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -40,6 +41,36 @@ TEST(StoreThreads, everyOperationCanBeCalledFromAnyThread) {
     for (std::thread& caller : callers) caller.join();
     EXPECT_EQ(store.fetchHistory().size(), static_cast<std::size_t>(threads * rounds));
     EXPECT_TRUE(log.lines().empty());
+}
+
+TEST(StoreThreads, onlyOneThreadAtATimeStartsASession) {
+    constexpr int threads = 4;
+    constexpr int rounds = 40;
+    const test::TempDirectory folder;
+    test::FakeClock clock;
+    DatabaseManager store(folder.file("history.sqlite"), clock);
+    std::atomic<std::size_t> started = 0;
+    std::vector<std::thread> callers;
+    for (int thread = 0; thread < threads; ++thread) {
+        callers.emplace_back([&store, &started] {
+            for (int round = 0; round < rounds; ++round) {
+                const auto id = store.startSession("one of many");
+                store.insertSessionSample({});
+                EXPECT_EQ(store.sessionElapsedString(), "00:00");
+                EXPECT_EQ(store.activeSessionName().value_or("one of many"), "one of many");
+                if (!id) continue;
+                ++started;
+                EXPECT_EQ(store.activeSessionId(), id);
+                EXPECT_NE(store.exportSessionCSV(*id), "No data");
+                store.stopSession();
+            }
+        });
+    }
+    for (std::thread& caller : callers) caller.join();
+    EXPECT_FALSE(store.isRecording());
+    const auto sessions = store.allSessions();
+    EXPECT_EQ(sessions.size(), started);
+    for (const RecordingSession& session : sessions) EXPECT_TRUE(session.endedAt) << session.id;
 }
 
 TEST(StoreThreads, twoStoresOnOneFileLoseNothing) {

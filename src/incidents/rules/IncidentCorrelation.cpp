@@ -9,14 +9,13 @@
 #include "core/ProcessTexts.h"
 #include "core/TextForms.h"
 #include "core/Utf8Text.h"
+#include "incidents/model/IncidentStateMachine.h"
 
 namespace corvanta::IncidentCorrelation {
 namespace {
 
-constexpr double fullCPU = 85.0;  // percent, that of the CPU rule
-
 bool isProcessorFirst(const PerformanceIncident& incident) {
-    const double cpuShare = incident.peakCPU / fullCPU;
+    const double cpuShare = incident.peakCPU / IncidentStateMachine::cpuThreshold;
     switch (incident.kind) {
         case IncidentKind::cpu:
         case IncidentKind::thermal:

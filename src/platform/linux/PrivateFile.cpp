@@ -3,11 +3,11 @@
 
 #include <sys/stat.h>
 
-#include <QFile>
-#include <QSaveFile>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
+
+#include "platform/linux/FileReplacement.h"
 
 namespace corvanta {
 namespace {
@@ -30,15 +30,7 @@ void keepNewFilesPrivate() {
 
 std::optional<std::string> writePrivateFile(const std::string& path, std::string_view content) {
     if (auto failure = makeFolder(std::filesystem::path(path).parent_path())) return failure;
-    QSaveFile file(QFile::decodeName(QByteArray::fromStdString(path)));
-    if (file.open(QIODevice::WriteOnly) && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
-        file.write(content.data(), static_cast<qint64>(content.size())) ==
-            static_cast<qint64>(content.size()) &&
-        // By itself commit() takes a write that fails while it closes the file for a success.
-        file.flush() && file.commit()) {
-        return std::nullopt;
-    }
-    return file.errorString().toStdString();
+    return replaceFile(path, content, FileAudience::owner);
 }
 
 }  // namespace corvanta

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace corvanta {
+
+/// A moment in the machine's present time zone, as "2026-11-21 10:15:32"; "?" for one in a year that no
+/// calendar holds.
+std::string localTime(std::int64_t secondsSince1970);
+
+}  // namespace corvanta
