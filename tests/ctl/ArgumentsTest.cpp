@@ -26,7 +26,7 @@ INSTANTIATE_TEST_SUITE_P(ArgumentsTest, BadUsageTest,
                                          "processes --top -1", "processes --top many", "quit", "quit -5",
                                          "quit editor", "quit 5 6", "dismiss", "dismiss first", "restore -1",
                                          "incident", "incident seven", "incident 7 8", "incident -7",
-                                         "replay", "replay a b"));
+                                         "incident 7 --summary --observations", "replay", "replay a b"));
 
 TEST_F(ArgumentsTest, namesTheWordThatItDoesNotKnow) {
     EXPECT_NE(ctl("dance").err.find("dance"), std::string::npos);
