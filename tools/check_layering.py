@@ -19,6 +19,7 @@ LIBRARIES = {
     "incident_model": ("incidents/model", CORE, set()),
     "storage": ("storage", MODEL, set()),
     "incident_rules": ("incidents/rules", MODEL, set()),
+    "incident_replay": ("incidents/replay", MODEL, set()),
     "collectors": ("monitoring/collectors", CORE | {"platform"}, set()),
     "settings": ("settings", MODEL | {"platform"}, {"Core"}),
     "incidents": ("incidents", MODEL | {"incident_rules", "storage", "settings"}, {"Core"}),
@@ -72,6 +73,7 @@ THIRD_PARTY = {
     "storage": {"sqlite3.h"},
     "profiler_reports": {"plist/plist.h"},
     "linux_readers": {"nlohmann/json.hpp"},
+    "incident_replay": {"nlohmann/json.hpp"},
     "ctl": {"CLI/CLI.hpp", "nlohmann/json.hpp"},
     "shell_linux": {"xcb/xcb.h"},
 }

@@ -14,6 +14,7 @@
 #include "core/ProcessTexts.h"
 #include "core/TextForms.h"
 #include "ctl/Json.h"
+#include "ctl/ReplayCommands.h"
 #include "ctl/StoreCommands.h"
 #include "incidents/rules/IncidentNarrativeBuilder.h"
 
@@ -25,6 +26,7 @@ using Rows = std::vector<std::vector<std::string>>;
 struct Request {
     std::int64_t id = 0;
     bool isSummaryOnly = false;
+    bool isStream = false;
 };
 
 /// All that is known of one incident.
@@ -217,6 +219,7 @@ int runIncident(const Surroundings& at, const Request& request) {
         complain("There is no incident " + integerText(request.id) + ".");
         return 1;
     }
+    if (request.isStream) return printObservations(store, report->incident);
     return (at.output.json ? printJson(*report, request) : printText(*report, request)) ? 0 : 1;
 }
 
@@ -231,7 +234,10 @@ void addIncident(CommandList& commands) {
         ->required()
         ->check(CLI::NonNegativeNumber)
         ->type_name("ID");
-    command.add_flag("--summary", request->isSummaryOnly, "Write only the summary to hand on");
+    CLI::Option* const summary =
+        command.add_flag("--summary", request->isSummaryOnly, "Write only the summary to hand on");
+    command.add_flag("--observations", request->isStream, "Write only the samples around it, for replay")
+        ->excludes(summary);
 }
 
 }  // namespace corvanta::ctl

@@ -13,6 +13,7 @@
 #include "ctl/IncidentReport.h"
 #include "ctl/LiveCommands.h"
 #include "ctl/ProcessCommands.h"
+#include "ctl/ReplayCommands.h"
 #include "ctl/SessionCommands.h"
 #include "ctl/StoreCommands.h"
 #include "monitoring/QtExecutor.h"
@@ -73,6 +74,7 @@ int main(int argc, char** argv) {
     ctl::addTrends(commands);
     ctl::addIncidents(commands);
     ctl::addIncident(commands);
+    ctl::addReplay(commands);
     ctl::addSessions(commands);
     ctl::addExport(commands);
     ctl::addDismiss(commands);

@@ -25,7 +25,8 @@ INSTANTIATE_TEST_SUITE_P(ArgumentsTest, BadUsageTest,
                                          "history --database", "processes --sort name", "processes --top 0",
                                          "processes --top -1", "processes --top many", "quit", "quit -5",
                                          "quit editor", "quit 5 6", "dismiss", "dismiss first", "restore -1",
-                                         "incident", "incident seven", "incident 7 8", "incident -7"));
+                                         "incident", "incident seven", "incident 7 8", "incident -7",
+                                         "incident 7 --summary --observations", "replay", "replay a b"));
 
 TEST_F(ArgumentsTest, namesTheWordThatItDoesNotKnow) {
     EXPECT_NE(ctl("dance").err.find("dance"), std::string::npos);
@@ -45,7 +46,7 @@ TEST_F(ArgumentsTest, helpListsTheCommands) {
     const Finished finished = ctl("--help");
     EXPECT_EQ(finished.exitCode, 0);
     for (const char* command : {"status", "watch", "processes", "quit", "history", "trends", "incident",
-                                "incidents", "sessions", "export", "dismiss", "restore"}) {
+                                "incidents", "sessions", "export", "dismiss", "restore", "replay"}) {
         EXPECT_NE(finished.out.find(command), std::string::npos) << command;
     }
     EXPECT_EQ(finished.err, "");

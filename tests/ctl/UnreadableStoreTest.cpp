@@ -80,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, UnreadableStoreTest,
                          testing::Values("history", "history --json", "history --last 30d", "trends",
                                          "trends --json", "sessions", "sessions --json", "export 1",
                                          "incident 7", "incident 7 --summary --json", "incidents",
-                                         "incidents --json"));
+                                         "incidents --json", "incident 7 --observations"));
 
 }  // namespace
 }  // namespace corvanta::test
