@@ -39,16 +39,12 @@ void filter(IncidentTimelineViewModel& timeline, const IncidentListing& listing)
     timeline.setIncludeDismissed(listing.includeDismissed);
 }
 
-Json secondsOf(const std::optional<Instant>& instant) {
-    return instant ? Json(storedSeconds(*instant)) : Json(nullptr);
-}
-
 // The names are those of the store's columns.
 Json jsonOf(const PerformanceIncident& incident) {
     return {{"id", incident.id},
-            {"started_at", secondsOf(incident.startedAt)},
-            {"detected_at", secondsOf(incident.detectedAt)},
-            {"ended_at", secondsOf(incident.endedAt)},
+            {"started_at", storedSeconds(incident.startedAt)},
+            {"detected_at", storedSeconds(incident.detectedAt)},
+            {"ended_at", secondsOrNull(incident.endedAt)},
             {"kind", rawValue(incident.kind)},
             {"severity", rawValue(incident.severity)},
             {"resolution", rawValue(incident.resolutionState())},
@@ -63,8 +59,8 @@ Json jsonOf(const PerformanceIncident& incident) {
             {"top_ram_process", orNull(incident.topRAMProcess)},
             {"top_ram_bytes", incident.topRAMBytes},
             {"sample_count", incident.sampleCount},
-            {"dismissed_at", secondsOf(incident.dismissedAt)},
-            {"recovery_started_at", secondsOf(incident.recoveryStartedAt)}};
+            {"dismissed_at", secondsOrNull(incident.dismissedAt)},
+            {"recovery_started_at", secondsOrNull(incident.recoveryStartedAt)}};
 }
 
 Json jsonOf(const IncidentHistoryGroup& group) {

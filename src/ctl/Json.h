@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "core/Instant.h"
+
 namespace corvanta::ctl {
 
 using Json = nlohmann::ordered_json;
@@ -12,6 +14,11 @@ using Json = nlohmann::ordered_json;
 template <class Value>
 Json orNull(const std::optional<Value>& value) {
     return value ? Json(*value) : Json(nullptr);
+}
+
+/// Whole seconds since 1970.
+inline Json secondsOrNull(const std::optional<Instant>& instant) {
+    return instant ? Json(storedSeconds(*instant)) : Json(nullptr);
 }
 
 /// The value on one line. A name may hold any bytes: everything that is not plain ASCII is escaped, so that

@@ -68,18 +68,11 @@ std::optional<std::string> batteryHealthText(const BatteryDetails& battery) {
     return std::nullopt;
 }
 
-Json optionalNumber(const std::optional<std::int64_t>& number) {
-    return number ? Json(*number) : Json(nullptr);
-}
-
 Json jsonOf(const std::optional<BatteryDetails>& battery) {
     if (!battery) return nullptr;
-    return {{"percentage", battery->percentage},
-            {"is_charging", battery->isCharging},
-            {"is_plugged_in", battery->isPluggedIn},
-            {"time_remaining", optionalNumber(battery->timeRemaining)},
-            {"cycle_count", optionalNumber(battery->cycleCount)},
-            {"health_percent", optionalNumber(battery->healthPercent)}};
+    return {{"percentage", battery->percentage},          {"is_charging", battery->isCharging},
+            {"is_plugged_in", battery->isPluggedIn},      {"time_remaining", orNull(battery->timeRemaining)},
+            {"cycle_count", orNull(battery->cycleCount)}, {"health_percent", orNull(battery->healthPercent)}};
 }
 
 std::string drawnOver(std::string_view text) {

@@ -25,7 +25,7 @@ Json jsonOf(const RecordingSession& session, Instant now) {
     return {{"id", session.id},
             {"name", session.name},
             {"started_at", storedSeconds(session.startedAt)},
-            {"ended_at", session.endedAt ? Json(storedSeconds(*session.endedAt)) : Json(nullptr)},
+            {"ended_at", secondsOrNull(session.endedAt)},
             {"duration", session.duration(now)},
             {"sample_count", session.sampleCount}};
 }
