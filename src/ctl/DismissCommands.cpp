@@ -13,8 +13,6 @@
 namespace corvanta::ctl {
 namespace {
 
-constexpr std::int64_t allOfThem = 500;  // more are never read
-
 using IDs = std::set<std::int64_t>;
 
 IDs idsOf(const std::vector<PerformanceIncident>& incidents) {
@@ -38,14 +36,14 @@ int markIncidents(const Surroundings& at, const std::vector<std::int64_t>& given
     DatabaseManager store(at.store.path, at.ports.clock, StoreAccess::companion);
     if (!isWritable(store, at.store)) return 1;
     const IDs ids(given.begin(), given.end());
-    const IDs known = idsOf(store.fetchIncidents(allOfThem));
+    const IDs known = idsOf(store.fetchIncidents(DatabaseManager::mostIncidents));
     for (const std::int64_t id : ids) {
         if (known.count(id) > 0) continue;
         complain("There is no incident " + integerText(id) + ".");
         return 1;
     }
     store.setIncidentsDismissed({ids.begin(), ids.end()}, dismissed, at.ports.clock.now());
-    if (!isEachMarked(ids, dismissed, store.fetchIncidents(allOfThem))) {
+    if (!isEachMarked(ids, dismissed, store.fetchIncidents(DatabaseManager::mostIncidents))) {
         complain("The store at " + at.store.path +
                  " could not be written: another program holds it, or the disk is full.");
         return 1;

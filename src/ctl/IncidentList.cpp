@@ -10,7 +10,7 @@
 #include "core/NumberText.h"
 #include "core/PlainText.h"
 #include "core/TextForms.h"
-#include "ctl/Json.h"
+#include "ctl/IncidentJson.h"
 #include "ctl/StoreCommands.h"
 #include "incidents/IncidentTimelineViewModel.h"
 #include "incidents/rules/IncidentCorrelation.h"
@@ -39,39 +39,24 @@ void filter(IncidentTimelineViewModel& timeline, const IncidentListing& listing)
     timeline.setIncludeDismissed(listing.includeDismissed);
 }
 
-// The names are those of the store's columns.
-Json jsonOf(const PerformanceIncident& incident) {
-    return {{"id", incident.id},
-            {"started_at", storedSeconds(incident.startedAt)},
-            {"detected_at", storedSeconds(incident.detectedAt)},
-            {"ended_at", secondsOrNull(incident.endedAt)},
-            {"kind", rawValue(incident.kind)},
-            {"severity", rawValue(incident.severity)},
-            {"resolution", rawValue(incident.resolutionState())},
-            {"peak_cpu", incident.peakCPU},
-            {"peak_memory_pressure", incident.peakMemoryPressure},
-            {"worst_memory_pressure_state", rawValue(incident.worstMemoryPressureState)},
-            {"peak_network", incident.peakNetworkBytesPerSecond},
-            {"min_battery", orNull(incident.minimumBatteryPercentage)},
-            {"worst_thermal_state", incident.worstThermalState},
-            {"top_cpu_process", orNull(incident.topCPUProcess)},
-            {"top_cpu_usage", incident.topCPUUsage},
-            {"top_ram_process", orNull(incident.topRAMProcess)},
-            {"top_ram_bytes", incident.topRAMBytes},
-            {"sample_count", incident.sampleCount},
-            {"dismissed_at", secondsOrNull(incident.dismissedAt)},
-            {"recovery_started_at", secondsOrNull(incident.recoveryStartedAt)}};
-}
-
 Json jsonOf(const IncidentHistoryGroup& group) {
     Json incidents = Json::array();
-    for (const PerformanceIncident& incident : group.incidents) incidents.push_back(jsonOf(incident));
+    for (const PerformanceIncident& incident : group.incidents) incidents.push_back(incidentJson(incident));
     return {{"id", group.id()},
             {"repeat_count", group.repeatCount()},
             {"highest_severity", rawValue(group.highestSeverity())},
             {"is_dismissed", group.isDismissed()},
             {"likely_contributor", orNull(IncidentCorrelation::likelyContributor(group.representative))},
             {"incidents", std::move(incidents)}};
+}
+
+/// The numbers of those that came before, as `dismiss` takes them.
+std::string othersOf(const IncidentHistoryGroup& group) {
+    std::string ids;
+    for (const PerformanceIncident& incident : group.incidents) {
+        if (incident.id != group.id()) ids += (ids.empty() ? "" : " ") + integerText(incident.id);
+    }
+    return ids;
 }
 
 std::vector<std::string> textOf(const IncidentHistoryGroup& group, Instant now) {
@@ -83,7 +68,8 @@ std::vector<std::string> textOf(const IncidentHistoryGroup& group, Instant now) 
             std::string(label(incident.resolutionState())) + (group.isDismissed() ? ", dismissed" : ""),
             durationString(incident.duration(now)),
             integerText(group.repeatCount()),
-            plainText(IncidentCorrelation::likelyContributor(incident).value_or("-"))};
+            plainText(IncidentCorrelation::likelyContributor(incident).value_or("-")),
+            othersOf(group)};
 }
 
 std::string emptyText(const IncidentTimelineViewModel& timeline) {
@@ -109,7 +95,7 @@ int runIncidents(const Surroundings& at, const IncidentListing& listing) {
 
     const Instant now = at.ports.clock.now();
     std::vector<std::vector<std::string>> lines = {
-        {"ID", "Start", "Kind", "Severity", "State", "Duration", "Count", "Contributor"}};
+        {"ID", "Start", "Kind", "Severity", "State", "Duration", "Count", "Contributor", "Others"}};
     for (const IncidentHistoryGroup& group : groups) lines.push_back(textOf(group, now));
     return print(table(lines)) ? 0 : 1;
 }

@@ -13,6 +13,7 @@
 #include "core/PlainText.h"
 #include "core/ProcessTexts.h"
 #include "core/TextForms.h"
+#include "ctl/IncidentJson.h"
 #include "ctl/Json.h"
 #include "ctl/ReplayCommands.h"
 #include "ctl/StoreCommands.h"
@@ -22,6 +23,8 @@ namespace corvanta::ctl {
 namespace {
 
 using Rows = std::vector<std::vector<std::string>>;
+
+constexpr const char* dash = " \xe2\x80\x94 ";
 
 struct Request {
     std::int64_t id = 0;
@@ -36,10 +39,8 @@ struct Report {
     IncidentNarrative narrative;
 };
 
-constexpr std::int64_t mostIncidents = 500;
-
 std::optional<PerformanceIncident> incidentWith(std::int64_t id, const DatabaseManager& store) {
-    auto incidents = store.fetchIncidents(mostIncidents);
+    auto incidents = store.fetchIncidents(DatabaseManager::mostIncidents);
     const auto found = std::find_if(incidents.begin(), incidents.end(),
                                     [id](const PerformanceIncident& incident) { return incident.id == id; });
     if (found == incidents.end()) return std::nullopt;
@@ -56,35 +57,9 @@ std::optional<Report> reportOf(std::int64_t id, const DatabaseManager& store, In
 
 // For programs
 
-Json secondsOf(const std::optional<Instant>& instant) {
-    return instant ? Json(storedSeconds(*instant)) : Json(nullptr);
-}
-
-Json fields(const PerformanceIncident& incident) {
-    return {{"id", incident.id},
-            {"started_at", secondsOf(incident.startedAt)},
-            {"detected_at", secondsOf(incident.detectedAt)},
-            {"ended_at", secondsOf(incident.endedAt)},
-            {"kind", rawValue(incident.kind)},
-            {"severity", rawValue(incident.severity)},
-            {"peak_cpu", incident.peakCPU},
-            {"peak_memory_pressure", incident.peakMemoryPressure},
-            {"worst_memory_pressure_state", label(incident.worstMemoryPressureState)},
-            {"peak_network", incident.peakNetworkBytesPerSecond},
-            {"min_battery", orNull(incident.minimumBatteryPercentage)},
-            {"worst_thermal_state", incident.worstThermalState},
-            {"top_cpu_process", orNull(incident.topCPUProcess)},
-            {"top_cpu_usage", incident.topCPUUsage},
-            {"top_ram_process", orNull(incident.topRAMProcess)},
-            {"top_ram_bytes", incident.topRAMBytes},
-            {"sample_count", incident.sampleCount},
-            {"dismissed_at", secondsOf(incident.dismissedAt)},
-            {"recovery_started_at", secondsOf(incident.recoveryStartedAt)}};
-}
-
 Json fields(const IncidentTimelineSample& sample) {
     return {{"id", sample.id},
-            {"timestamp", secondsOf(sample.timestamp)},
+            {"timestamp", storedSeconds(sample.timestamp)},
             {"cpu_usage", sample.cpuUsage},
             {"memory_pressure", sample.memoryPressure},
             {"memory_pressure_state", label(sample.memoryPressureState)},
@@ -126,7 +101,7 @@ Json fields(const IncidentNarrative& narrative) {
 bool printJson(const Report& report, const Request& request) {
     Json object = Json::object();
     if (!request.isSummaryOnly) {
-        object["incident"] = fields(report.incident);
+        object["incident"] = incidentJson(report.incident);
         object["narrative"] = fields(report.narrative);
         object["timeline"] = listOf(report.timeline);
     }
@@ -157,9 +132,10 @@ std::string textOf(const IncidentNarrative& narrative) {
     Rows rows = {{"Trigger", narrative.trigger.detail}};
     addItems(rows, "Overlapping signals", narrative.overlappingSignals);
     addItems(rows, "What changed", narrative.changes);
-    rows.push_back({"Resolution", narrative.resolutionDetail});
-    rows.push_back({"Confidence", std::string(label(narrative.confidence)) + " \xe2\x80\x94 " +
-                                      narrative.confidenceDetail});
+    rows.push_back(
+        {"Resolution", std::string(label(narrative.resolutionState)) + dash + narrative.resolutionDetail});
+    rows.push_back(
+        {"Confidence", std::string(label(narrative.confidence)) + dash + narrative.confidenceDetail});
     if (narrative.contributorDetail) rows.push_back({"Process evidence", *narrative.contributorDetail});
     return narrative.headline + "\n" + narrative.overview + "\n\n" + table(rows);
 }

@@ -15,8 +15,6 @@
 namespace corvanta {
 namespace {
 
-constexpr std::int64_t mostIncidents = 500;
-
 /// Nearly every text is plain ASCII, for which the tables of all alphabets would cost more than the search.
 std::string inLowerCase(std::string utf8) {
     const bool isAscii = std::none_of(utf8.begin(), utf8.end(),
@@ -127,7 +125,7 @@ void IncidentTimelineViewModel::clearFilters() {
 }
 
 void IncidentTimelineViewModel::refresh() {
-    incidents_ = store_.fetchIncidents(mostIncidents);
+    incidents_ = store_.fetchIncidents(DatabaseManager::mostIncidents);
     const auto groups = historyGroups();
     select(groups, find(groups, selectedIncidentID_) ? selectedIncidentID_ : firstID(groups));
     Q_EMIT changed();

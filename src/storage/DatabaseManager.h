@@ -148,7 +148,10 @@ class DatabaseManager {
     /// At its start at the earliest. It counts as recovered, from its end on if no recovery had begun.
     void endIncident(std::int64_t id, Instant endedAt);
 
-    /// Newest start first, the dismissed ones too. The limit is held between 1 and 500. No row is left out: a
+    /// More incidents are never read at once.
+    static constexpr std::int64_t mostIncidents = 500;
+
+    /// Newest start first, the dismissed ones too. The limit is held between 1 and `mostIncidents`. No row is left out: a
     /// kind that can't be read is `combined`, a severity `warning`, a level `unavailable`.
     std::vector<PerformanceIncident> fetchIncidents(std::int64_t limit = 100) const;
 

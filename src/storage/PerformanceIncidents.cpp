@@ -8,8 +8,6 @@
 namespace corvanta {
 namespace {
 
-constexpr std::int64_t mostIncidents = 500;
-
 /// Every right-hand side sees the row as it was: a process takes over only with a figure above the old one.
 constexpr std::string_view foldIn =
     "UPDATE performance_incidents SET "

@@ -85,54 +85,54 @@ TEST_F(IncidentTest, textTellsTheIncidentItsFiguresAndItsTimeline) {
     fillStore({sample(1000, 99), sample(900, 20), sample(700, 20), sample(601, 20), sample(600, 90),
                sample(300, 96), sample(180, 20), sample(179, 99)});
     insert(incident());
-    EXPECT_EQ(
-        succeed("incident 7").out,
-        "The strongest signal was sustained CPU load\n"
-        "CPU remained elevated and peaked at 98%. The most prominent process observed was compiler.\n"
-        "\n"
-        "Trigger              CPU stayed at or above 85% for at least 60 seconds.\n"
-        "Overlapping signals  System CPU peaked at 98%.\n"
-        "                     macOS memory pressure reached warning.\n"
-        "                     Network activity peaked at 2.5 MB/s.\n"
-        "What changed         Average CPU moved from 20% to 93% (+73 points).\n"
-        "Resolution           Recovered after 5m 0s. Corvanta confirmed normal conditions remained stable "
-        "for 90 seconds.\n"
-        "Confidence           Strong confidence \u2014 Sustained signal, sufficient samples, recovery "
-        "evidence, and a usable pre-incident baseline were recorded.\n"
-        "Process evidence     compiler reached 388.2% process CPU.\n"
-        "\n"
-        "Started          " +
-            utcTime(now_ - 600) +
-            "\n"
-            "Detected         " +
-            utcTime(now_ - 540) +
-            "\n"
-            "Recovery began   " +
-            utcTime(now_ - 300) +
-            "\n"
-            "Ended            " +
-            utcTime(now_ - 300) +
-            "\n"
-            "Kind             CPU load\n"
-            "Severity         Critical\n"
-            "Peak CPU         98%\n"
-            "Peak pressure    62%\n"
-            "Worst level      Warning\n"
-            "Worst thermal    Fair\n"
-            "Peak network     2.5 MB/s\n"
-            "Lowest battery   77%\n"
-            "Busiest process  compiler 388%\n"
-            "Largest process  browser 2 GB\n"
-            "Samples          30\n"
-            "Dismissed        -\n"
-            "\n"
-            "Time                 CPU  Pressure  Level    Thermal  Network   Busiest process\n" +
-            utcTime(now_ - 900) + "  20%  40%       Warning  Fair     3.0 MB/s  compiler 180%\n" +
-            utcTime(now_ - 700) + "  20%  40%       Warning  Fair     3.0 MB/s  compiler 180%\n" +
-            utcTime(now_ - 601) + "  20%  40%       Warning  Fair     3.0 MB/s  compiler 180%\n" +
-            utcTime(now_ - 600) + "  90%  40%       Warning  Fair     3.0 MB/s  compiler 180%\n" +
-            utcTime(now_ - 300) + "  96%  40%       Warning  Fair     3.0 MB/s  compiler 180%\n" +
-            utcTime(now_ - 180) + "  20%  40%       Warning  Fair     3.0 MB/s  compiler 180%\n");
+    EXPECT_EQ(succeed("incident 7").out,
+              "The strongest signal was sustained CPU load\n"
+              "CPU remained elevated and peaked at 98%. The most prominent process observed was compiler.\n"
+              "\n"
+              "Trigger              CPU stayed at or above 85% for at least 60 seconds.\n"
+              "Overlapping signals  System CPU peaked at 98%.\n"
+              "                     macOS memory pressure reached warning.\n"
+              "                     Network activity peaked at 2.5 MB/s.\n"
+              "What changed         Average CPU moved from 20% to 93% (+73 points).\n"
+              "Resolution           Recovered \u2014 Recovered after 5m 0s. Corvanta confirmed normal "
+              "conditions remained stable "
+              "for 90 seconds.\n"
+              "Confidence           Strong confidence \u2014 Sustained signal, sufficient samples, recovery "
+              "evidence, and a usable pre-incident baseline were recorded.\n"
+              "Process evidence     compiler reached 388.2% process CPU.\n"
+              "\n"
+              "Started          " +
+                  utcTime(now_ - 600) +
+                  "\n"
+                  "Detected         " +
+                  utcTime(now_ - 540) +
+                  "\n"
+                  "Recovery began   " +
+                  utcTime(now_ - 300) +
+                  "\n"
+                  "Ended            " +
+                  utcTime(now_ - 300) +
+                  "\n"
+                  "Kind             CPU load\n"
+                  "Severity         Critical\n"
+                  "Peak CPU         98%\n"
+                  "Peak pressure    62%\n"
+                  "Worst level      Warning\n"
+                  "Worst thermal    Fair\n"
+                  "Peak network     2.5 MB/s\n"
+                  "Lowest battery   77%\n"
+                  "Busiest process  compiler 388%\n"
+                  "Largest process  browser 2 GB\n"
+                  "Samples          30\n"
+                  "Dismissed        -\n"
+                  "\n"
+                  "Time                 CPU  Pressure  Level    Thermal  Network   Busiest process\n" +
+                  utcTime(now_ - 900) + "  20%  40%       Warning  Fair     3.0 MB/s  compiler 180%\n" +
+                  utcTime(now_ - 700) + "  20%  40%       Warning  Fair     3.0 MB/s  compiler 180%\n" +
+                  utcTime(now_ - 601) + "  20%  40%       Warning  Fair     3.0 MB/s  compiler 180%\n" +
+                  utcTime(now_ - 600) + "  90%  40%       Warning  Fair     3.0 MB/s  compiler 180%\n" +
+                  utcTime(now_ - 300) + "  96%  40%       Warning  Fair     3.0 MB/s  compiler 180%\n" +
+                  utcTime(now_ - 180) + "  20%  40%       Warning  Fair     3.0 MB/s  compiler 180%\n");
 }
 
 TEST_F(IncidentTest, theSummaryStandsAlone) {
@@ -173,6 +173,7 @@ TEST_F(IncidentTest, jsonHasTheRowTheNarrativeAndTheTimeline) {
                                                   {"ended_at", now_ - 300},
                                                   {"kind", "cpu"},
                                                   {"severity", 2},
+                                                  {"resolution", "recovered"},
                                                   {"peak_cpu", 97.5},
                                                   {"peak_memory_pressure", 61.5},
                                                   {"worst_memory_pressure_state", "Warning"},

@@ -65,12 +65,12 @@ TEST_F(IncidentsTest, aGroupIsOneLine) {
     ASSERT_EQ(shown.size(), 3U);
     EXPECT_EQ(shown[0],
               "ID  Start                Kind             Severity  State                Duration  "
-              "Count  Contributor");
+              "Count  Contributor  Others");
     EXPECT_EQ(shown[1].substr(0, 4), "4   ");
     // After the id comes the time.
     EXPECT_EQ(shown[1].substr(23), "  Memory pressure  Elevated  Confirming recovery  1m 40s    1      -");
     EXPECT_EQ(shown[2].substr(23),
-              "  CPU load         Critical  Recovered            1m 0s     3      compiler");
+              "  CPU load         Critical  Recovered            1m 0s     3      compiler     2 3");
 }
 
 TEST_F(IncidentsTest, timesAreTheMachines) {
@@ -113,7 +113,7 @@ TEST_F(IncidentsTest, jsonHasEveryMemberAsStored) {
                            {"resolution", "recovered"},
                            {"peak_cpu", 97.5},
                            {"peak_memory_pressure", 41.25},
-                           {"worst_memory_pressure_state", rawValue(MemoryPressureLevel::warning)},
+                           {"worst_memory_pressure_state", label(MemoryPressureLevel::warning)},
                            {"peak_network", 1536.5},
                            {"min_battery", 40},
                            {"worst_thermal_state", "Fair"},
@@ -227,7 +227,7 @@ TEST_F(IncidentsTest, rowsThatNobodyWritesAreShownAsFarAsTheyGo) {
     EXPECT_EQ(only(2).at("kind"), "combined");
     EXPECT_EQ(only(2).at("severity"), 1);
     EXPECT_EQ(only(2).at("top_ram_bytes"), 0);
-    EXPECT_EQ(only(2).at("worst_memory_pressure_state"), rawValue(MemoryPressureLevel::unavailable));
+    EXPECT_EQ(only(2).at("worst_memory_pressure_state"), label(MemoryPressureLevel::unavailable));
     EXPECT_TRUE(only(2).at("peak_cpu").is_null());
     EXPECT_EQ(only(3).at("kind"), "combined");
     EXPECT_EQ(only(3).at("worst_thermal_state"), "Nominal");

@@ -181,7 +181,7 @@ INSTANTIATE_TEST_SUITE_P(
         Broken{R"("memoryPressureState": 3)", "memoryPressureState must be 0, 1, 2 or 4"},
         Broken{R"("memoryPressureState": -1)", "memoryPressureState must be 0, 1, 2 or 4"},
         Broken{R"("memoryPressureState": 4294967298)", "memoryPressureState must be 0, 1, 2 or 4"},
-        Broken{R"("memoryPressureState": 2.0)", "memoryPressureState must be 0, 1, 2 or 4"},
+        Broken{R"("memoryPressureState": 2.5)", "memoryPressureState must be 0, 1, 2 or 4"},
         Broken{R"("estimatedMemoryPressure": [])", "estimatedMemoryPressure must be a number"},
         Broken{R"("thermalState": 2)", "thermalState must be a text"},
         Broken{R"("uploadSpeed": false)", "uploadSpeed must be a number"},
@@ -194,8 +194,19 @@ INSTANTIATE_TEST_SUITE_P(
         Broken{R"("topCPUUsage": "180")", "topCPUUsage must be a number"},
         Broken{R"("topRAMProcess": ["browser"])", "topRAMProcess must be a text"},
         Broken{R"("topRAMBytes": -1)", "topRAMBytes must be a whole number from 0 on"},
+        Broken{R"("topRAMBytes": -1.0)", "topRAMBytes must be a whole number from 0 on"},
+        Broken{R"("topRAMBytes": 1e30)", "topRAMBytes must be a whole number from 0 on"},
         Broken{R"("topRAMBytes": 1.5)", "topRAMBytes must be a whole number from 0 on"},
         Broken{R"("topRAMBytes": 18446744073709551616)", "topRAMBytes must be a whole number from 0 on"}));
+
+TEST(ObservationStream, aWholeNumberMayBeWrittenWithAPoint) {
+    const auto line =
+        parsedWith(R"("memoryPressureState": 2.0, "batteryPercentage": -3.0, "topRAMBytes": 4e9)");
+    const auto& observation = std::get<IncidentObservation>(line);
+    EXPECT_EQ(observation.memoryPressureState, MemoryPressureLevel::warning);
+    EXPECT_EQ(observation.batteryPercentage, -3);
+    EXPECT_EQ(observation.topRAMBytes, 4'000'000'000U);
+}
 
 TEST(ObservationStream, theEndsOfWholeNumbersAreRead) {
     IncidentObservation expected = bare();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "incidents/replay/ObservationStream.h"
 
+#include <cmath>
 #include <limits>
 #include <optional>
 #include <utility>
@@ -95,13 +96,25 @@ const char* convert(const Json& json, std::string& value) {
     return nullptr;
 }
 
-const char* convert(const Json& json, std::uint64_t& value) {
+/// A program that has only one kind of number writes 57 as 57.0.
+Json wholeIfItIs(const Json& json) {
+    constexpr double exactIntegers = 9007199254740992.0;  // 2^53
+    if (!json.is_number_float()) return json;
+    const double value = json.get<double>();
+    if (std::trunc(value) != value || std::abs(value) >= exactIntegers) return json;
+    if (value < 0) return static_cast<std::int64_t>(value);
+    return static_cast<std::uint64_t>(value);
+}
+
+const char* convert(const Json& given, std::uint64_t& value) {
+    const Json json = wholeIfItIs(given);
     if (!json.is_number_unsigned()) return "a whole number from 0 on";
     value = json.get<std::uint64_t>();
     return nullptr;
 }
 
-const char* convert(const Json& json, std::int64_t& value) {
+const char* convert(const Json& given, std::int64_t& value) {
+    const Json json = wholeIfItIs(given);
     constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
     if (!json.is_number_integer() || (json.is_number_unsigned() && json.get<std::uint64_t>() > largest))
         return "a whole number";

@@ -196,12 +196,6 @@ std::vector<IncidentNarrativeItem> changeItems(const PerformanceIncident& incide
     return items;
 }
 
-IncidentResolutionState resolutionState(const PerformanceIncident& incident) {
-    if (incident.wasInterrupted()) return IncidentResolutionState::interrupted;
-    if (!incident.isActive()) return IncidentResolutionState::recovered;
-    return incident.isRecovering() ? IncidentResolutionState::recovering : IncidentResolutionState::active;
-}
-
 std::string resolutionDetail(const PerformanceIncident& incident, IncidentResolutionState state,
                              Instant now) {
     const Instant end = incident.knownEnd(now);
@@ -284,7 +278,7 @@ IncidentNarrative build(const PerformanceIncident& incident,
     narrative.trigger = trigger(incident.kind);
     narrative.overlappingSignals = overlappingSignalItems(incident, stretches.active);
     narrative.changes = changeItems(incident, stretches.baseline, stretches.active);
-    narrative.resolutionState = resolutionState(incident);
+    narrative.resolutionState = incident.resolutionState();
     narrative.resolutionDetail = resolutionDetail(incident, narrative.resolutionState, now);
     narrative.contributorDetail = IncidentCorrelation::evidenceDescription(incident);
     narrative.confidence =
