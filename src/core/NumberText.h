@@ -20,6 +20,12 @@ std::string integerText(Integer value) {
     return {buffer.data(), result.ptr};
 }
 
+/// An integer from 0 on, with a leading zero below 10.
+template <std::integral Integer>
+std::string twoDigits(Integer value) {
+    return (value < 10 ? "0" : "") + integerText(value);
+}
+
 /// Signs that figures shown to the user are written with.
 struct NumberSymbols {
     std::string decimal = ".";
@@ -29,7 +35,7 @@ struct NumberSymbols {
 };
 
 /// The signs in force: "." and "," unless the program has set the user's own at its start. Set it before
-/// other threads run. Only `formatBytes` and `formatDiskBytes` read it; stored texts never do.
+/// other threads run. Texts for people alone are written with them; stored texts never are.
 const NumberSymbols& userNumberSymbols();
 void setUserNumberSymbols(NumberSymbols symbols);
 

@@ -18,10 +18,6 @@ std::int64_t wholeSeconds(double seconds) {
     return std::max(std::int64_t{0}, saturatedInt64(seconds));
 }
 
-std::string twoDigits(std::int64_t number) {
-    return (number < 10 ? "0" : "") + integerText(number);
-}
-
 }  // namespace
 
 std::string processUsageString(double percentage) {

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <cstdint>
 #include <functional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -58,6 +61,19 @@ class CommandList {
     CLI::App& program_;
     std::vector<std::pair<CLI::App*, Action>> commands_;
 };
+
+/// What an option that takes the number of something accepts.
+inline CLI::Validator wholeNumber() {
+    return CLI::Validator(
+        [](const std::string& text) {
+            std::int64_t number = -1;
+            const char* const end = text.data() + text.size();
+            const auto result = std::from_chars(text.data(), end, number);
+            const bool isGood = result.ec == std::errc() && result.ptr == end && number >= 0;
+            return isGood ? std::string() : "\"" + text + "\" is no whole number from 0 on";
+        },
+        "");
+}
 
 /// The raw values of an enumeration, as the words that an option takes.
 template <class Cases>

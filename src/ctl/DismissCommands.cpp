@@ -36,10 +36,11 @@ int markIncidents(const Surroundings& at, const std::vector<std::int64_t>& given
     DatabaseManager store(at.store.path, at.ports.clock, StoreAccess::companion);
     if (!isWritable(store, at.store)) return 1;
     const IDs ids(given.begin(), given.end());
-    const IDs known = idsOf(store.fetchIncidents(DatabaseManager::mostIncidents));
+    const auto incidents = store.fetchIncidents(DatabaseManager::mostIncidents);
+    const IDs known = idsOf(incidents);
     for (const std::int64_t id : ids) {
         if (known.count(id) > 0) continue;
-        complain("There is no incident " + integerText(id) + ".");
+        complainOfMissing(id, incidents.size());
         return 1;
     }
     store.setIncidentsDismissed({ids.begin(), ids.end()}, dismissed, at.ports.clock.now());
@@ -60,7 +61,7 @@ void add(CommandList& commands, const std::string& name, const std::string& desc
     });
     command.add_option("id", *ids, "The incidents, as `incidents` lists them")
         ->required()
-        ->check(CLI::NonNegativeNumber)
+        ->check(wholeNumber())
         ->type_name("ID");
 }
 

@@ -39,20 +39,10 @@ struct Report {
     IncidentNarrative narrative;
 };
 
-std::optional<PerformanceIncident> incidentWith(std::int64_t id, const DatabaseManager& store) {
-    auto incidents = store.fetchIncidents(DatabaseManager::mostIncidents);
-    const auto found = std::find_if(incidents.begin(), incidents.end(),
-                                    [id](const PerformanceIncident& incident) { return incident.id == id; });
-    if (found == incidents.end()) return std::nullopt;
-    return std::move(*found);
-}
-
-std::optional<Report> reportOf(std::int64_t id, const DatabaseManager& store, Instant now) {
-    auto incident = incidentWith(id, store);
-    if (!incident) return std::nullopt;
-    auto timeline = store.fetchIncidentTimeline(*incident);
-    auto narrative = IncidentNarrativeBuilder::build(*incident, timeline, now);
-    return Report{*std::move(incident), std::move(timeline), std::move(narrative)};
+Report reportOf(const PerformanceIncident& incident, const DatabaseManager& store, Instant now) {
+    auto timeline = store.fetchIncidentTimeline(incident);
+    auto narrative = IncidentNarrativeBuilder::build(incident, timeline, now);
+    return {incident, std::move(timeline), std::move(narrative)};
 }
 
 // For programs
@@ -190,13 +180,17 @@ bool printText(const Report& report, const Request& request) {
 int runIncident(const Surroundings& at, const Request& request) {
     const DatabaseManager store(at.store.path, at.ports.clock, StoreAccess::readOnly);
     if (!isReadable(store, at.store)) return 1;
-    const auto report = reportOf(request.id, store, at.ports.clock.now());
-    if (!report) {
-        complain("There is no incident " + integerText(request.id) + ".");
+    const auto incidents = store.fetchIncidents(DatabaseManager::mostIncidents);
+    const auto incident =
+        std::find_if(incidents.begin(), incidents.end(),
+                     [&](const PerformanceIncident& each) { return each.id == request.id; });
+    if (incident == incidents.end()) {
+        complainOfMissing(request.id, incidents.size());
         return 1;
     }
-    if (request.isStream) return printObservations(store, report->incident);
-    return (at.output.json ? printJson(*report, request) : printText(*report, request)) ? 0 : 1;
+    if (request.isStream) return printObservations(store, *incident);
+    const Report report = reportOf(*incident, store, at.ports.clock.now());
+    return (at.output.json ? printJson(report, request) : printText(report, request)) ? 0 : 1;
 }
 
 }  // namespace
@@ -208,7 +202,7 @@ void addIncident(CommandList& commands) {
                      [request](const Surroundings& at) { return runIncident(at, *request); });
     command.add_option("id", request->id, "The number of the incident")
         ->required()
-        ->check(CLI::NonNegativeNumber)
+        ->check(wholeNumber())
         ->type_name("ID");
     CLI::Option* const summary =
         command.add_flag("--summary", request->isSummaryOnly, "Write only the summary to hand on");

@@ -187,7 +187,7 @@ void addQuit(CommandList& commands) {
                                      [request](const Surroundings& at) { return runQuit(at, *request); });
     command.add_option("pid", request->pid, "The process")
         ->required()
-        ->check(CLI::NonNegativeNumber)
+        ->check(wholeNumber())
         ->type_name("PID");
     command.add_flag("--force", request->force, "Stop it at once, without a chance to save");
     command.add_flag("--yes", request->isConfirmed, "Do not ask first");

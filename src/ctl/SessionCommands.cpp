@@ -32,7 +32,7 @@ Json jsonOf(const RecordingSession& session, Instant now) {
 
 std::vector<std::string> textOf(const RecordingSession& session, Instant now) {
     return {integerText(session.id), plainText(session.name), localTime(storedSeconds(session.startedAt)),
-            session.endedAt ? session.durationString(now) : "running", integerText(session.sampleCount)};
+            session.endedAt ? session.durationString(now) : "open", integerText(session.sampleCount)};
 }
 
 int runSessions(const Surroundings& at) {
@@ -55,18 +55,28 @@ int runExport(const Surroundings& at, const ExportRequest& request) {
     const DatabaseManager store(at.store.path, at.ports.clock, StoreAccess::readOnly);
     if (!isReadable(store, at.store)) return 1;
     const auto sessions = store.allSessions();
-    if (std::none_of(sessions.begin(), sessions.end(),
-                     [&](const RecordingSession& session) { return session.id == request.id; })) {
+    const auto session = std::find_if(sessions.begin(), sessions.end(),
+                                      [&](const RecordingSession& each) { return each.id == request.id; });
+    if (session == sessions.end()) {
         complain("There is no session " + integerText(request.id) + ".");
         return 1;
     }
-    const std::string csv = store.exportSessionCSV(request.id);
+    const auto samples = store.fetchSessionSamples(request.id);
+    const auto count = static_cast<std::int64_t>(samples.size());
+    if (count < session->sampleCount) {  // one that runs may have grown
+        complain("Only " + integerText(count) + " of " + integerText(session->sampleCount) +
+                 " samples can be read; the store is damaged or in use.");
+        return 1;
+    }
+    const std::string csv = DatabaseManager::sessionCSV(samples);
     if (request.output.empty()) return print(csv) ? 0 : 1;
     if (const auto failure = saveFile(request.output, csv)) {
         complain(*failure);
         return 1;
     }
-    return print("Wrote " + request.output + "\n") ? 0 : 1;
+    const std::string text = at.output.json ? dumped({{"path", request.output}, {"sample_count", count}})
+                                            : "Wrote " + request.output;
+    return print(text + "\n") ? 0 : 1;
 }
 
 }  // namespace
@@ -77,12 +87,9 @@ void addSessions(CommandList& commands) {
 
 void addExport(CommandList& commands) {
     auto request = std::make_shared<ExportRequest>();
-    CLI::App& command = commands.add("export", "Write the samples of a recording session as CSV",
+    CLI::App& command = commands.add("export", "Write the samples of a recording session, always as CSV",
                                      [request](const Surroundings& at) { return runExport(at, *request); });
-    command.add_option("id", request->id, "The session")
-        ->required()
-        ->check(CLI::NonNegativeNumber)
-        ->type_name("ID");
+    command.add_option("id", request->id, "The session")->required()->check(wholeNumber())->type_name("ID");
     command.add_option("--output", request->output, "Write this file instead of standard output")
         ->type_name("FILE");
 }

@@ -9,6 +9,7 @@
 
 #include "core/ByteCount.h"
 #include "core/LocalTime.h"
+#include "core/NumberText.h"
 #include "core/PlainText.h"
 #include "core/TextForms.h"
 #include "core/TimeRange.h"
@@ -140,6 +141,12 @@ bool isWritable(const DatabaseManager& store, const StoreChoice& choice) {
     const auto problem = problemOf(store, choice, " can't be opened for writing.");
     if (problem) complain(*problem);
     return !problem;
+}
+
+void complainOfMissing(std::int64_t incident, std::size_t readIncidents) {
+    const bool mayBeOlder = readIncidents >= static_cast<std::size_t>(DatabaseManager::mostIncidents);
+    complain("There is no incident " + integerText(incident) +
+             (mayBeOlder ? " among the newest " + integerText(readIncidents) : "") + ".");
 }
 
 void addHistory(CommandList& commands) {

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 #include "ctl/Command.h"
 #include "storage/DatabaseManager.h"
 
@@ -10,6 +13,9 @@ namespace corvanta::ctl {
 
 bool isReadable(const DatabaseManager& store, const StoreChoice& choice);
 bool isWritable(const DatabaseManager& store, const StoreChoice& choice);
+
+/// Says that none of the incidents that can be read has the number.
+void complainOfMissing(std::int64_t incident, std::size_t readIncidents);
 
 // Commands that read the history and never write it.
 

@@ -27,6 +27,7 @@ IncidentDetector& IncidentDetector::shared() {
 }
 
 void IncidentDetector::observe(const IncidentObservation& observation) {
+    thread_.check();
     const auto transition = stateMachine_.ingest(observation, settings_.incidentRuleConfiguration());
     if (const auto* started = std::get_if<Started>(&transition)) {
         activeIncidentID_ = database_.createIncident(started->state, observation.timestamp);
@@ -52,6 +53,7 @@ void IncidentDetector::observe(const IncidentObservation& observation) {
 }
 
 void IncidentDetector::recordPersistedObservation(const IncidentObservation& observation) {
+    thread_.check();
     if (activeIncidentID_) database_.updateIncidentEvidence(*activeIncidentID_, observation);
 }
 

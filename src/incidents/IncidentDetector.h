@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "core/ThreadChecker.h"
 #include "incidents/model/IncidentStateMachine.h"
 #include "settings/AppSettings.h"
 #include "storage/DatabaseManager.h"
@@ -31,6 +32,7 @@ class IncidentDetector {
     void recordPersistedObservation(const IncidentObservation& observation);
 
   private:
+    const ThreadChecker thread_;
     DatabaseManager& database_;
     const AppSettings& settings_;
 

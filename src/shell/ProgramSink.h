@@ -10,7 +10,8 @@ namespace corvanta {
 /// What the running program does with each published sample: it keeps it, and watches it for
 /// incidents.
 ///
-/// Owned by main() and outlives the monitor. Main thread only.
+/// Owned by main() and outlives the monitor. Main thread only. Nothing here fails: what the
+/// store can't take is lost.
 class ProgramSink final : public PublishSink {
   public:
     /// Both outlive the sink.

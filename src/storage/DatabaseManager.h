@@ -131,8 +131,8 @@ class DatabaseManager {
 
     // Incidents. Their instants are stored in whole seconds. While one is open its evidence grows with each
     // stored sample; at its creation and at its end it is computed from the history of its true span, under
-    // one hold of the lock, so that nobody reads an end with evidence from after it. A row that has ended
-    // changes only by dismissal.
+    // one hold of the lock, so that no other thread reads an end with evidence from after it. A row that has
+    // ended changes only by dismissal.
 
     /// The new row's identifier; absent on failure.
     std::optional<std::int64_t> createIncident(const ActiveIncidentState& state, Instant detectedAt);
@@ -151,8 +151,8 @@ class DatabaseManager {
     /// More incidents are never read at once.
     static constexpr std::int64_t mostIncidents = 500;
 
-    /// Newest start first, the dismissed ones too. The limit is held between 1 and `mostIncidents`. No row is left out: a
-    /// kind that can't be read is `combined`, a severity `warning`, a level `unavailable`.
+    /// Newest start first, the dismissed ones too. The limit is held between 1 and `mostIncidents`. No row is
+    /// left out: a kind that can't be read is `combined`, a severity `warning`, a level `unavailable`.
     std::vector<PerformanceIncident> fetchIncidents(std::int64_t limit = 100) const;
 
     /// Dismisses, or restores, all of them or none.

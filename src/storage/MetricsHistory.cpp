@@ -125,8 +125,8 @@ std::optional<WeeklyStats> DatabaseManager::weeklyStats(std::int64_t lastSeconds
     select.bindAll(from);
     if (!select.nextRow() || select.integer(0) < 1) return std::nullopt;
     return WeeklyStats{.sampleCount = select.integer(0),
-                       .earliest = instantFromSeconds(static_cast<double>(select.integer(1))),
-                       .latest = instantFromSeconds(static_cast<double>(select.integer(2))),
+                       .earliest = select.instant(1),
+                       .latest = select.instant(2),
                        .avgCPU = select.real(3),
                        .peakCPU = select.real(4),
                        .avgPressure = select.real(5),

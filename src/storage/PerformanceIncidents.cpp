@@ -58,7 +58,7 @@ constexpr std::string_view computeFromHistory =
 
 std::optional<Instant> instantIn(Statement& row, int column) {
     if (row.isNull(column)) return std::nullopt;
-    return instantFromSeconds(static_cast<double>(row.integer(column)));
+    return row.instant(column);
 }
 
 std::optional<std::int64_t> integerIn(Statement& row, int column) {
@@ -77,8 +77,8 @@ std::uint64_t byteCountIn(Statement& row, int column) {
 PerformanceIncident incidentIn(Statement& row) {
     PerformanceIncident incident;
     incident.id = row.integer(0);
-    incident.startedAt = instantFromSeconds(static_cast<double>(row.integer(1)));
-    incident.detectedAt = instantFromSeconds(static_cast<double>(row.integer(2)));
+    incident.startedAt = row.instant(1);
+    incident.detectedAt = row.instant(2);
     incident.endedAt = instantIn(row, 3);
     incident.kind = incidentKindFromRaw(row.text(4).value_or("")).value_or(IncidentKind::combined);
     incident.severity = incidentSeverityFromRaw(row.integer(5)).value_or(IncidentSeverity::warning);
@@ -101,7 +101,7 @@ PerformanceIncident incidentIn(Statement& row) {
 IncidentTimelineSample timelineSampleIn(Statement& row) {
     IncidentTimelineSample sample;
     sample.id = row.integer(0);
-    sample.timestamp = instantFromSeconds(static_cast<double>(row.integer(1)));
+    sample.timestamp = row.instant(1);
     sample.cpuUsage = row.real(2);
     sample.memoryPressure = row.real(3);
     sample.memoryPressureState = levelIn(row, 4);

@@ -9,17 +9,6 @@
 #include "storage/Statement.h"
 
 namespace corvanta {
-namespace {
-
-std::string twoDigits(std::int64_t number) {
-    return (number < 10 ? "0" : "") + integerText(number);
-}
-
-Instant instantOf(std::int64_t storedSeconds) {
-    return instantFromSeconds(static_cast<double>(storedSeconds));
-}
-
-}  // namespace
 
 bool DatabaseManager::isRecording() const {
     return activeSessionId().has_value();
@@ -104,8 +93,8 @@ std::vector<RecordingSession> DatabaseManager::allSessions() const {
         RecordingSession& session = sessions.emplace_back();
         session.id = select.integer(0);
         session.name = *std::move(name);
-        session.startedAt = instantOf(select.integer(2));
-        if (const std::int64_t end = select.integer(3); end >= 1) session.endedAt = instantOf(end);
+        session.startedAt = select.instant(2);
+        if (select.integer(3) >= 1) session.endedAt = select.instant(3);
         session.sampleCount = select.integer(4);
     }
     return sessions;

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "core/Instant.h"
+
 namespace corvanta {
 
 /// One prepared SQL statement, finalized at the end of its scope.
@@ -48,6 +50,8 @@ class Statement {
     double real(int column) { return sqlite3_column_double(statement_, column); }          ///< 0 for NULL
     std::int64_t integer(int column) { return sqlite3_column_int64(statement_, column); }  ///< 0 for NULL
     std::optional<std::string> text(int column);
+    /// From whole seconds since 1970.
+    Instant instant(int column) { return instantFromSeconds(static_cast<double>(integer(column))); }
 
   private:
     void bind(int index, double value) { sqlite3_bind_double(statement_, index, value); }

@@ -197,6 +197,9 @@ TEST(PlainText, everyControlCharacterBecomesOneBlank) {
     EXPECT_EQ(plainText("\xc2\xa0\xc2\xb5 na\xc3\xafve \xe2\x86\x91"),
               "\xc2\xa0\xc2\xb5 na\xc3\xafve \xe2\x86\x91");
     EXPECT_EQ(plainText("\xc2"), "\xc2");
+    // What would turn the order of a line: an override, an isolate, and a mark.
+    EXPECT_EQ(plainText("a\u202egnp\u2069\u200f."), "a gnp  .");
+    EXPECT_EQ(plainText("\u05e9\u05dc"), "\u05e9\u05dc");  // letters stay
     EXPECT_EQ(plainText(""), "");
 }
 

@@ -35,6 +35,15 @@ TEST_F(ArgumentsTest, namesTheWordThatItDoesNotKnow) {
     EXPECT_NE(ctl("history --last 2h").err.find("2h"), std::string::npos);
 }
 
+TEST_F(ArgumentsTest, aNumberThatIsNoneIsToldInOneLine) {
+    for (const char* arguments :
+         {"incident -1", "incident 1x", "dismiss 1 x", "export 1.5", "quit 99999999999999999999"}) {
+        const std::string errors = ctl(arguments).err;
+        EXPECT_NE(errors.find(" is no whole number from 0 on"), std::string::npos) << errors;
+        EXPECT_LT(errors.size(), 200U) << errors;
+    }
+}
+
 TEST_F(ArgumentsTest, tellsItsVersion) {
     const Finished finished = ctl("--version");
     EXPECT_EQ(finished.exitCode, 0);

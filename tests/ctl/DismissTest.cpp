@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "ctl/StoreTest.h"
 #include "storage/StoreTestSupport.h"
 #include "support/FakePlatform.h"
@@ -58,6 +61,24 @@ TEST_F(DismissTest, anUnknownIncidentStopsAll) {
     makeIncidents(2);
     expectRefused(ctl("dismiss 1 77 2"), "There is no incident 77.");
     EXPECT_EQ(marks(), (Rows{"0", "0"}));
+}
+
+TEST_F(DismissTest, whatIsOlderThanAllThatAreReadIsToldSo) {
+    makeIncidents(500);
+    Sql(user_.database()).run("UPDATE performance_incidents SET started_at = started_at + id;");
+    makeIncidents(1);
+    Sql(user_.database()).run("UPDATE performance_incidents SET started_at = 1 WHERE id = 501;");
+    expectRefused(ctl("dismiss 501"), "There is no incident 501 among the newest 500.");
+    expectRefused(ctl("incident 501"), "There is no incident 501 among the newest 500.");
+    EXPECT_EQ(ctl("dismiss 1").exitCode, 0);
+}
+
+TEST_F(DismissTest, anAnswerThatCannotBePrintedIsAFailureThoughTheChangeStands) {
+    makeIncidents(1);
+    const Finished finished = ctl("dismiss 1", [] { ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO); });
+    EXPECT_EQ(finished.exitCode, 1);
+    EXPECT_EQ(finished.err, "corvantactl: Could not write: No space left on device\n");
+    EXPECT_EQ(marks(), Rows{"1"});
 }
 
 TEST_F(DismissTest, anOlderStoreIsRefusedAndLeftAsItIs) {

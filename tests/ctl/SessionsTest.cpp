@@ -67,7 +67,7 @@ TEST_F(SessionsTest, areListedNewestFirst) {
     EXPECT_EQ(finished.err, "");
     EXPECT_EQ(finished.out,
               "ID  Name              Start                Duration  Samples\n"
-              "3   with [31m colour  2023-11-15 00:17:24  running   1\n"
+              "3   with [31m colour  2023-11-15 00:17:24  open      1\n"
               "2   Nothing           2023-11-14 23:13:24  1h 3m     0\n"
               "1   Slow build        2023-11-14 22:13:20  4s        2\n");
 }
@@ -107,6 +107,42 @@ TEST_F(SessionsTest, exportGoesToStandardOutput) {
     EXPECT_EQ(finished.exitCode, 0);
     EXPECT_EQ(finished.err, "");
     EXPECT_EQ(finished.out, firstCsv());
+}
+
+TEST_F(SessionsTest, aDamagedStoreLeavesTheOldFile) {
+    TempDirectory folder;
+    const std::string damaged = folder.file("damaged.sqlite");
+    {
+        DatabaseManager store(damaged, clock_);
+        store.startSession("long");
+        for (int i = 0; i < 500; ++i)
+            store.insertSessionSample({.thermal = "Nominal", .topCpuName = "compiler"});
+        store.stopSession();
+    }
+    // One page of the samples; what counts them is whole.
+    Sql sql(damaged);
+    sql.run("PRAGMA wal_checkpoint(TRUNCATE);");
+    const auto page = std::stol(sql.row(
+        "SELECT pageno FROM dbstat WHERE name = 'session_samples' AND pagetype = 'leaf' LIMIT 1 OFFSET 3;"));
+    const auto pageSize = std::stol(sql.row("PRAGMA page_size;"));
+    std::fstream file(damaged, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp((page - 1) * pageSize);
+    file << std::string(static_cast<std::size_t>(pageSize), '\xee');
+    file.close();
+    folder.write("old.csv", "old");
+    const Finished finished = ctl("export 1 --output " + folder.file("old.csv") + " --database " + damaged);
+    EXPECT_EQ(finished.exitCode, 1);
+    EXPECT_EQ(finished.out, "");
+    EXPECT_NE(finished.err.find(" samples can be read; the store is damaged or in use."), std::string::npos)
+        << finished.err;
+    EXPECT_EQ(readFile(folder.file("old.csv")), "old");
+}
+
+TEST_F(SessionsTest, anExportToAFileIsToldInJsonToo) {
+    const std::string path = user_.folder() / "s.csv";
+    EXPECT_EQ(ctl("export 1 --json --output " + path).out,
+              "{\"path\":\"" + path + "\",\"sample_count\":2}\n");
+    EXPECT_EQ(readFile(path), firstCsv());
 }
 
 TEST_F(SessionsTest, exportIsInTheUsersTimeZone) {

@@ -39,6 +39,16 @@ TEST(IncidentHistoryGrouper, exactlySixHoursApartIsTogetherAndOneSecondMoreIsNot
     EXPECT_EQ(idsOf(group({recoveredIncident(1, 6 * hour + 1), recoveredIncident(2, 0)})), apart);
 }
 
+TEST(IncidentHistoryGrouper, aNameIsTheSameInAnyCaseOfItsPlainLetters) {
+    const auto named = [](std::int64_t id, const char* name) {
+        auto incident = recoveredIncident(id, 0);
+        incident.topCPUProcess = name;
+        return incident;
+    };
+    EXPECT_EQ(idsOf(group({named(1, "Compiler"), named(2, " compILER ")})), together);
+    EXPECT_EQ(idsOf(group({named(1, "\u00dcbersetzer"), named(2, "\u00fcbersetzer")})), apart);
+}
+
 TEST(IncidentHistoryGrouper, theWindowCanBeAnother) {
     EXPECT_EQ(idsOf(group({recoveredIncident(1, 10), recoveredIncident(2, 0)}, 10)), together);
     EXPECT_EQ(idsOf(group({recoveredIncident(1, 10.5), recoveredIncident(2, 0)}, 10)), apart);

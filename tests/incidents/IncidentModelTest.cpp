@@ -1,7 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <array>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "incidents/model/IncidentConfidence.h"
 #include "incidents/model/IncidentObservation.h"
+#include "incidents/model/IncidentResolutionState.h"
 #include "incidents/model/IncidentRuleConfiguration.h"
 #include "incidents/model/PerformanceAlertSnoozePolicy.h"
 #include "incidents/model/PerformanceIncident.h"
@@ -12,6 +19,58 @@ namespace {
 
 TEST(IncidentRuleConfiguration, allRulesAreInForceByDefault) {
     EXPECT_EQ(IncidentRuleConfiguration::allEnabled(), (IncidentRuleConfiguration{true, true, true}));
+}
+
+TEST(IncidentKind, hasItsTextsInOrder) {
+    std::vector<std::array<std::string_view, 3>> texts;
+    for (const IncidentKind kind : allIncidentKinds) {
+        texts.push_back({rawValue(kind), label(kind), systemImage(kind)});
+        EXPECT_EQ(incidentKindFromRaw(rawValue(kind)), kind);
+    }
+    EXPECT_EQ(texts, (std::vector<std::array<std::string_view, 3>>{
+                         {"cpu", "CPU load", "cpu"},
+                         {"memory", "Memory pressure", "memorychip"},
+                         {"thermal", "Thermal pressure", "thermometer.high"},
+                         {"combined", "Combined pressure", "waveform.path.ecg"}}));
+    for (const auto* raw : {"", "CPU", "cpu ", "disk"}) EXPECT_EQ(incidentKindFromRaw(raw), std::nullopt);
+}
+
+TEST(IncidentSeverity, isRankedByItsRawValue) {
+    EXPECT_EQ(rawValue(IncidentSeverity::warning), 1);
+    EXPECT_EQ(rawValue(IncidentSeverity::critical), 2);
+    EXPECT_EQ(label(IncidentSeverity::warning), "Elevated");
+    EXPECT_EQ(label(IncidentSeverity::critical), "Critical");
+    EXPECT_GT(IncidentSeverity::critical, IncidentSeverity::warning);
+    for (const IncidentSeverity severity : allIncidentSeverities)
+        EXPECT_EQ(incidentSeverityFromRaw(rawValue(severity)), severity);
+    for (const std::int64_t raw : {-1, 0, 3}) EXPECT_EQ(incidentSeverityFromRaw(raw), std::nullopt) << raw;
+}
+
+TEST(IncidentResolutionState, hasItsTextsInOrder) {
+    std::vector<std::pair<std::string_view, std::string_view>> texts;
+    for (const IncidentResolutionState state : allIncidentResolutionStates) {
+        texts.emplace_back(rawValue(state), label(state));
+        EXPECT_EQ(incidentResolutionStateFromRaw(rawValue(state)), state);
+    }
+    EXPECT_EQ(texts, (std::vector<std::pair<std::string_view, std::string_view>>{
+                         {"active", "Active"},
+                         {"recovering", "Confirming recovery"},
+                         {"recovered", "Recovered"},
+                         {"interrupted", "Monitoring ended"}}));
+    EXPECT_EQ(incidentResolutionStateFromRaw("Active"), std::nullopt);
+}
+
+TEST(IncidentConfidence, isRankedByItsRawValue) {
+    EXPECT_EQ(label(IncidentConfidence::limited), "Limited evidence");
+    EXPECT_EQ(label(IncidentConfidence::moderate), "Moderate confidence");
+    EXPECT_EQ(label(IncidentConfidence::strong), "Strong confidence");
+    EXPECT_GT(IncidentConfidence::strong, IncidentConfidence::moderate);
+    EXPECT_GT(IncidentConfidence::moderate, IncidentConfidence::limited);
+    for (const std::int64_t raw : {1, 2, 3}) {
+        ASSERT_TRUE(incidentConfidenceFromRaw(raw)) << raw;
+        EXPECT_EQ(rawValue(*incidentConfidenceFromRaw(raw)), raw);
+    }
+    for (const std::int64_t raw : {-1, 0, 4}) EXPECT_EQ(incidentConfidenceFromRaw(raw), std::nullopt) << raw;
 }
 
 TEST(IncidentObservation, aNegativeRateNeverSubtracts) {

@@ -4,6 +4,7 @@
 
 #include <rapidcheck.h>
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -200,8 +201,9 @@ TEST(IncidentNarrativeProperty, samplesOfOtherTimesPlayNoPart) {
         const Samples samples = anySamples();
         Samples near;
         for (const IncidentTimelineSample& sample : samples) {
-            const double age = (sample.timestamp - incident.startedAt).count();
-            if (age >= -300 && sample.timestamp <= std::max(incident.startedAt, incident.knownEnd(now))) {
+            // Instants are compared, as an infinite one has no distance from itself.
+            if (sample.timestamp >= incident.startedAt - std::chrono::duration<double>(300) &&
+                sample.timestamp <= std::max(incident.startedAt, incident.knownEnd(now))) {
                 near.push_back(sample);
             }
         }

@@ -344,5 +344,57 @@ TEST_F(IncidentStateMachineTest, durationsAreMeasuredOnUptimeAndReportedOnTheWal
     EXPECT_EQ(sample(60, 1076), IncidentTransition(Started{state(1000, IncidentKind::cpu)}));
 }
 
+/// A rule that is switched off, and the condition that it is for.
+struct SwitchedOff {
+    const char* name;
+    bool IncidentRuleConfiguration::*rule;
+    void (*press)(IncidentObservation&);
+    IncidentKind kind;
+};
+
+void PrintTo(const SwitchedOff& off, std::ostream* out) {
+    *out << off.name;
+}
+
+class SwitchedOffTest : public IncidentStateMachineTest, public testing::WithParamInterface<SwitchedOff> {};
+
+TEST_P(SwitchedOffTest, opensNothingByItself) {
+    rules.*GetParam().rule = false;
+    EXPECT_EQ(run(0, 200, GetParam().press), IncidentTransition(None{}));
+}
+
+TEST_P(SwitchedOffTest, holdsNoOpenIncident) {
+    for (double t = 0; t <= 60; t += 2) feed(t, GetParam().press);
+    ASSERT_TRUE(machine.activeIncident());
+    const ActiveIncidentState open = *machine.activeIncident();
+    EXPECT_EQ(open.kind, GetParam().kind);
+    rules.*GetParam().rule = false;
+    EXPECT_EQ(feed(62, GetParam().press), IncidentTransition(RecoveryStarted{open, at(62)}));
+    EXPECT_EQ(run(64, 150, GetParam().press), IncidentTransition(None{}));
+    EXPECT_EQ(feed(152, GetParam().press), IncidentTransition(Ended{open, at(62)}));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    IncidentStateMachine, SwitchedOffTest,
+    testing::Values(
+        SwitchedOff{"cpu", &IncidentRuleConfiguration::cpuEnabled,
+                    [](IncidentObservation& o) { o.cpuUsage = 90; }, IncidentKind::cpu},
+        SwitchedOff{"memory", &IncidentRuleConfiguration::memoryEnabled,
+                    [](IncidentObservation& o) { o.memoryPressureState = MemoryPressureLevel::warning; },
+                    IncidentKind::memory},
+        SwitchedOff{"thermal", &IncidentRuleConfiguration::thermalEnabled,
+                    [](IncidentObservation& o) { o.thermalState = "Serious"; }, IncidentKind::thermal}));
+
+TEST_F(IncidentStateMachineTest, combinedNeedsBothRules) {
+    rules.cpuEnabled = false;
+    EXPECT_EQ(run(0, 60, both(cpu(90), memory())),
+              IncidentTransition(Started{state(0, IncidentKind::memory)}));
+    machine = {};
+    rules = {.memoryEnabled = false};
+    EXPECT_EQ(run(0, 60, both(cpu(90), memory())), IncidentTransition(Started{state(0, IncidentKind::cpu)}));
+    machine = {};
+    EXPECT_EQ(run(0, 200, both(cpu(70), memory())), IncidentTransition(None{}));
+}
+
 }  // namespace
 }  // namespace corvanta

@@ -36,6 +36,12 @@ TEST_F(IncidentTest, aKillWhileOneIsOpenIsToldAsTheEndOfMonitoring) {
     EXPECT_EQ(told.exitCode(), 0);
     EXPECT_NE(told.output().find("Monitoring ended"), std::string::npos) << told.output();
     EXPECT_NE(told.output().find("Monitoring stopped after "), std::string::npos) << told.output();
+
+    // The program's own way into the store is open all the while.
+    Program dismissal(CORVANTACTL_PROGRAM, words("dismiss 1"), user_.environment());
+    EXPECT_EQ(dismissal.exitCode(), 0);
+    EXPECT_TRUE(
+        DatabaseManager(user_.database(), clock_, StoreAccess::readOnly).fetchIncidents()[0].isDismissed());
     expectQuits(*program);
 }
 

@@ -198,6 +198,17 @@ TEST_F(FileReplacement, aFileThatMayNotBeWrittenIsNotReplacedThoughItsFolderMay)
     EXPECT_EQ(modeOf(path), 0444U);
 }
 
+TEST_F(FileReplacement, aFileThatBecomesSomebodyElsesLosesItsOwnersRights) {
+    folder.write("session.csv", "old");
+    fs::permissions(path, fs::perms(04666));
+    const bool isRoot = ::geteuid() == 0;
+    NotRoot::give(folder.path());
+    const NotRoot notRoot;
+    EXPECT_EQ(saveFile(path, "new"), std::nullopt);
+    EXPECT_EQ(test::readFile(path), "new");
+    EXPECT_EQ(modeOf(path), isRoot ? 0666U : 04666U);
+}
+
 TEST_F(FileReplacement, aFolderThatMayNotBeWrittenIsRefused) {
     folder.write("closed/session.csv", "old");
     NotRoot::give(folder.file("closed/session.csv"));

@@ -199,5 +199,72 @@ RC_GTEST_PROP(IncidentEvidence, agreesWithARowByRowComputation, ()) {
     expectEvidenceOf(within(rows, start, end), store.fetchIncidents(1).at(0));
 }
 
+/// A sample with figures that often tie, and the words and gaps that samples have.
+IncidentObservation randomObservation(RandomHistory& random) {
+    const HistoryRow row = random.row();
+    IncidentObservation observation;
+    observation.cpuUsage = row.cpu.value_or(0);
+    observation.estimatedMemoryPressure = row.pressure.value_or(0);
+    observation.memoryPressureState =
+        memoryPressureLevelFromRaw(row.level).value_or(MemoryPressureLevel::unavailable);
+    observation.thermalState = row.thermal.value_or("");
+    observation.uploadSpeed = row.upload.value_or(0);
+    observation.downloadSpeed = row.download.value_or(0);
+    if (row.battery) observation.batteryPercentage = *row.battery;
+    observation.topCPUProcess = row.cpuName;
+    observation.topCPUUsage = row.topCPU.value_or(0);
+    observation.topRAMProcess = row.ramName;
+    observation.topRAMBytes = static_cast<std::uint64_t>(row.ramBytes.value_or(0));
+    return observation;
+}
+
+std::optional<std::string> named(const std::optional<std::string>& name) {
+    return name && !name->empty() ? name : std::nullopt;
+}
+
+/// What a sample adds to an incident.
+void fold(const IncidentObservation& sample, PerformanceIncident& incident) {
+    incident.peakCPU = std::max(incident.peakCPU, sample.cpuUsage);
+    incident.peakMemoryPressure = std::max(incident.peakMemoryPressure, sample.estimatedMemoryPressure);
+    if (rawValue(sample.memoryPressureState) > rawValue(incident.worstMemoryPressureState))
+        incident.worstMemoryPressureState = sample.memoryPressureState;
+    const double network = std::max(0.0, sample.uploadSpeed) + std::max(0.0, sample.downloadSpeed);
+    incident.peakNetworkBytesPerSecond = std::max(incident.peakNetworkBytesPerSecond, network);
+    auto& lowest = incident.minimumBatteryPercentage;
+    if (const auto charge = sample.batteryPercentage) lowest = lowest ? std::min(*lowest, *charge) : *charge;
+    auto& worst = incident.worstThermalState;
+    const std::string& word = sample.thermalState;
+    if (word == "Critical" || (word == "Serious" && worst != "Critical") ||
+        (word == "Fair" && worst == "Nominal"))
+        worst = word;
+    if (sample.topCPUUsage > incident.topCPUUsage) incident.topCPUProcess = named(sample.topCPUProcess);
+    incident.topCPUUsage = std::max(incident.topCPUUsage, sample.topCPUUsage);
+    if (sample.topRAMBytes > incident.topRAMBytes) incident.topRAMProcess = named(sample.topRAMProcess);
+    incident.topRAMBytes = std::max(incident.topRAMBytes, sample.topRAMBytes);
+    ++incident.sampleCount;
+}
+
+RC_GTEST_PROP(IncidentEvidence, growsWithEachSampleAsAFoldDoes, ()) {
+    static const test::TempDirectory folder;
+    static const test::FakeClock clock;
+    static DatabaseManager store(folder.file("history.sqlite"), clock);
+    static Sql sql(folder.file("history.sqlite"));
+    sql.run("DELETE FROM metrics_history; DELETE FROM performance_incidents;");
+
+    RandomHistory random(*rc::gen::arbitrary<std::uint32_t>());
+    std::string insertions = "BEGIN;";
+    for (std::int64_t count = random.below(10); count > 0; --count) insertions += insertion(random.row());
+    sql.run(insertions + "COMMIT;");
+    const auto id = store.createIncident(
+        {instantFromSeconds(1000), IncidentKind::cpu, IncidentSeverity::warning}, instantFromSeconds(1060));
+    PerformanceIncident expected = store.fetchIncidents(1).at(0);
+    for (std::int64_t count = random.below(20); count > 0; --count) {
+        const IncidentObservation sample = randomObservation(random);
+        fold(sample, expected);
+        store.updateIncidentEvidence(id.value_or(0), sample);
+        RC_ASSERT(store.fetchIncidents(1).at(0) == expected);
+    }
+}
+
 }  // namespace
 }  // namespace corvanta

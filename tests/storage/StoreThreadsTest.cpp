@@ -17,6 +17,21 @@ namespace {
 using test::sampleAt;
 using test::storeNow;
 
+/// An incident from its start to its end.
+void useIncidents(DatabaseManager& store) {
+    const Instant now = instantFromSeconds(storeNow);
+    const auto id = store.createIncident({now, IncidentKind::cpu, IncidentSeverity::warning}, now);
+    ASSERT_TRUE(id.has_value());
+    store.updateIncidentEvidence(*id, {});
+    store.updateIncidentClassification(*id, IncidentKind::combined, IncidentSeverity::critical);
+    store.setIncidentRecoveryStarted(*id, now);
+    store.setIncidentsDismissed({*id}, true, now);
+    store.endIncident(*id, now);
+    const auto incidents = store.fetchIncidents();
+    ASSERT_FALSE(incidents.empty());
+    EXPECT_GE(store.fetchIncidentTimeline(incidents[0]).size(), 1u);
+}
+
 TEST(StoreThreads, everyOperationCanBeCalledFromAnyThread) {
     constexpr int threads = 4;
     constexpr int rounds = 40;
@@ -34,12 +49,19 @@ TEST(StoreThreads, everyOperationCanBeCalledFromAnyThread) {
                 EXPECT_EQ(store.averageCPU(60), 80.0);
                 EXPECT_GE(store.weeklyStats(60).value_or(WeeklyStats{}).sampleCount, 1);
                 EXPECT_EQ(store.detectTrends().size(), 2u);
+                useIncidents(store);
+                EXPECT_EQ(store.exportSessionCSV(1), "No data");
                 store.pruneOldRecords();
             }
         });
     }
     for (std::thread& caller : callers) caller.join();
     EXPECT_EQ(store.fetchHistory().size(), static_cast<std::size_t>(threads * rounds));
+    const auto incidents = store.fetchIncidents(500);
+    EXPECT_EQ(incidents.size(), static_cast<std::size_t>(threads * rounds));
+    for (const PerformanceIncident& incident : incidents) {
+        EXPECT_TRUE(incident.isDismissed() && incident.hasConfirmedRecovery());
+    }
     EXPECT_TRUE(log.lines().empty());
 }
 

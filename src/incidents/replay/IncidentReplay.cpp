@@ -12,42 +12,37 @@ namespace {
 
 using namespace incident_transition;
 
-StreamJson jsonOf(Instant instant) {
-    return streamNumber(secondsSince1970(instant));
-}
-
-StreamJson transitionJson(Instant timestamp, const char* name, const ActiveIncidentState& state) {
-    return {{"timestamp", jsonOf(timestamp)},
-            {"transition", name},
-            {"kind", rawValue(state.kind)},
-            {"severity", rawValue(state.severity)},
-            {"startedAt", jsonOf(state.startedAt)}};
-}
-
 /// Writes each transition with what only that one tells.
 struct TransitionWriter {
     Instant timestamp;
 
-    std::string operator()(const Started& t) const {
-        return lineOf(transitionJson(timestamp, "started", t.state));
-    }
-    std::string operator()(const Changed& t) const {
-        return lineOf(transitionJson(timestamp, "changed", t.state));
-    }
+    std::string operator()(const Started& t) const { return start("started", t.state).line(); }
+    std::string operator()(const Changed& t) const { return start("changed", t.state).line(); }
     std::string operator()(const RecoveryStarted& t) const {
-        StreamJson json = transitionJson(timestamp, "recoveryStarted", t.state);
-        json["recoveryStartedAt"] = jsonOf(t.startedAt);
-        return lineOf(json);
+        StreamJson json = start("recoveryStarted", t.state);
+        json.add("recoveryStartedAt", secondsSince1970(t.startedAt));
+        return json.line();
     }
     std::string operator()(const RecoveryCancelled& t) const {
-        return lineOf(transitionJson(timestamp, "recoveryCancelled", t.state));
+        return start("recoveryCancelled", t.state).line();
     }
     std::string operator()(const Ended& t) const {
-        StreamJson json = transitionJson(timestamp, "ended", t.state);
-        json["endedAt"] = jsonOf(t.endedAt);
-        return lineOf(json);
+        StreamJson json = start("ended", t.state);
+        json.add("endedAt", secondsSince1970(t.endedAt));
+        return json.line();
     }
     std::string operator()(const None&) const { return ""; }
+
+  private:
+    StreamJson start(std::string_view name, const ActiveIncidentState& state) const {
+        StreamJson json;
+        json.add("timestamp", secondsSince1970(timestamp));
+        json.add("transition", name);
+        json.add("kind", rawValue(state.kind));
+        json.add("severity", rawValue(state.severity));
+        json.add("startedAt", secondsSince1970(state.startedAt));
+        return json;
+    }
 };
 
 }  // namespace

@@ -3,10 +3,12 @@
 
 #include <cmath>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
 #include "core/PlainText.h"
+#include "core/Utf8Text.h"
 #include "incidents/replay/StreamJson.h"
 
 namespace corvanta {
@@ -16,6 +18,13 @@ using Json = nlohmann::json;
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 constexpr int numberOutOfRange = 406;  // the JSON reader's number for it
+
+/// For a message, which a name of any length would fill.
+std::string shownName(const std::string& name) {
+    constexpr std::size_t longest = 60;  // bytes
+    if (name.size() <= longest) return plainText(name);
+    return repairedUtf8(plainText(name).substr(0, longest)) + "...";
+}
 
 /// Reads a text to two levels: what lies deeper is checked but not kept, so that no text, however deep, costs
 /// more than its own length. A name that stands twice in an object is refused, as readers differ in which of
@@ -41,7 +50,7 @@ class ShallowReader final : public nlohmann::json_sax<Json> {
         Json* const object = depth_ == 1 ? &root : depth_ == 2 ? member_ : nullptr;
         if (object == nullptr) return true;
         if (object->contains(name)) {
-            problem = plainText(name) + " stands twice";
+            problem = shownName(name) + " stands twice";
             return false;
         }
         slot_ = &(*object)[std::move(name)];
@@ -191,6 +200,11 @@ StreamLine rulesOf(const Json& object, IncidentRuleConfiguration rules) {
     if (object.contains("timestamp")) return BrokenLine{"rules and timestamp stand in one object"};
     const Json& switches = object.at("rules");
     if (!switches.is_object()) return BrokenLine{"rules must be an object"};
+    // An unknown switch is a rule that would be left out, or a slip of the pen.
+    for (const auto& [name, value] : switches.items()) {
+        if (name != "cpuEnabled" && name != "memoryEnabled" && name != "thermalEnabled")
+            return BrokenLine{"rules." + shownName(name) + " is no rule"};
+    }
     Fields fields(switches, "rules.");
     fields.read("cpuEnabled", rules.cpuEnabled);
     fields.read("memoryEnabled", rules.memoryEnabled);
@@ -233,21 +247,25 @@ StreamLine parseStreamLine(std::string_view line, const IncidentRuleConfiguratio
 }
 
 std::string streamLine(const IncidentObservation& observation) {
-    StreamJson json = {{"timestamp", streamNumber(secondsSince1970(observation.timestamp))},
-                       {"systemUptime", streamNumber(observation.systemUptime)},
-                       {"cpuUsage", streamNumber(observation.cpuUsage)},
-                       {"memoryPressureState", rawValue(observation.memoryPressureState)},
-                       {"estimatedMemoryPressure", streamNumber(observation.estimatedMemoryPressure)},
-                       {"thermalState", observation.thermalState},
-                       {"uploadSpeed", streamNumber(observation.uploadSpeed)},
-                       {"downloadSpeed", streamNumber(observation.downloadSpeed)}};
-    if (observation.batteryPercentage) json["batteryPercentage"] = *observation.batteryPercentage;
-    if (observation.isCharging) json["isCharging"] = *observation.isCharging;
-    if (observation.topCPUProcess) json["topCPUProcess"] = *observation.topCPUProcess;
-    json["topCPUUsage"] = streamNumber(observation.topCPUUsage);
-    if (observation.topRAMProcess) json["topRAMProcess"] = *observation.topRAMProcess;
-    json["topRAMBytes"] = observation.topRAMBytes;
-    return lineOf(json);
+    StreamJson json;
+    const auto addIfThere = [&json](std::string_view name, const auto& value) {
+        if (value) json.add(name, *value);
+    };
+    json.add("timestamp", secondsSince1970(observation.timestamp));
+    json.add("systemUptime", observation.systemUptime);
+    json.add("cpuUsage", observation.cpuUsage);
+    json.add("memoryPressureState", std::int64_t{rawValue(observation.memoryPressureState)});
+    json.add("estimatedMemoryPressure", observation.estimatedMemoryPressure);
+    json.add("thermalState", std::string_view(observation.thermalState));
+    json.add("uploadSpeed", observation.uploadSpeed);
+    json.add("downloadSpeed", observation.downloadSpeed);
+    addIfThere("batteryPercentage", observation.batteryPercentage);
+    addIfThere("isCharging", observation.isCharging);
+    addIfThere("topCPUProcess", observation.topCPUProcess);
+    json.add("topCPUUsage", observation.topCPUUsage);
+    addIfThere("topRAMProcess", observation.topRAMProcess);
+    json.add("topRAMBytes", observation.topRAMBytes);
+    return json.line();
 }
 
 std::string streamOf(const std::vector<IncidentTimelineSample>& rows) {

@@ -1,27 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cmath>
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 
 namespace corvanta {
 
-/// Keeps its members in the order that they are given in.
-using StreamJson = nlohmann::ordered_json;
+/// One JSON object on one line of plain ASCII, its members in the order in which they are added.
+///
+/// A value on the stack of whoever writes a line. It never fails: a number that isn't finite is null, and a
+/// byte that is no UTF-8 reads U+FFFD.
+class StreamJson {
+  public:
+    /// In the shortest form that reads back to the same number; without a point when it has no fraction.
+    void add(std::string_view name, double value);
+    void add(std::string_view name, std::int64_t value);
+    void add(std::string_view name, std::uint64_t value);
+    void add(std::string_view name, bool value);
+    void add(std::string_view name, std::string_view value);
 
-/// A number in its shortest exact form; one without a fraction is written without a point.
-inline StreamJson streamNumber(double value) {
-    constexpr double exactIntegers = 9007199254740992.0;  // 2^53
-    const bool isWhole = std::abs(value) < exactIntegers && std::trunc(value) == value;
-    if (!isWhole || (value == 0 && std::signbit(value))) return value;
-    return static_cast<std::int64_t>(value);
-}
+    /// With its line feed.
+    std::string line() const { return text_ + "}\n"; }
 
-/// One line of plain ASCII, with its line feed.
-inline std::string lineOf(const StreamJson& json) {
-    return json.dump(-1, ' ', true, StreamJson::error_handler_t::replace) + "\n";
-}
+  private:
+    void addRaw(std::string_view name, std::string_view value);
+
+    std::string text_ = "{";
+};
 
 }  // namespace corvanta

@@ -34,7 +34,7 @@ std::string_view nameIn(const std::optional<std::string>& process) {
 }
 
 std::string observed(const PerformanceIncident& incident) {
-    const std::string level = asciiLowerCase(std::string(label(incident.worstMemoryPressureState)));
+    const std::string level = asciiLowerCase(label(incident.worstMemoryPressureState));
     const std::string thermal = asciiLowerCase(incident.worstThermalState);
     switch (incident.kind) {
         case IncidentKind::cpu:
@@ -78,7 +78,7 @@ std::optional<std::string> evidenceDescription(const PerformanceIncident& incide
                " resident memory.";
     }
     if (incident.topCPUProcess == contributor) {
-        return *contributor + " reached " + fixedText(incident.topCPUUsage, 1) + "% process CPU.";
+        return *contributor + " reached " + processUsageString(incident.topCPUUsage) + " process CPU.";
     }
     return std::nullopt;
 }

@@ -6,7 +6,8 @@
 
 #include "incidents/model/PerformanceIncident.h"
 
-/// Which process an incident is told with, and in what words. Evidence, never a cause. Pure functions.
+/// Which process an incident is told with, and in what words. Evidence, never a cause. Pure
+/// functions, but that sizes are written with the user's number symbols.
 namespace corvanta::IncidentCorrelation {
 
 /// The name of the most prominent process, trimmed; absent when no name was recorded.

@@ -71,10 +71,6 @@ Stretches stretchesOf(const std::vector<IncidentTimelineSample>& samples, Instan
     return stretches;
 }
 
-std::string lowered(std::string_view word) {
-    return asciiLowerCase(std::string(word));
-}
-
 /// As printf's "%+.0f": a zero has a sign too.
 std::string signedText(double value) {
     return (std::signbit(value) ? "" : "+") + fixedText(value, 0);
@@ -120,14 +116,14 @@ std::vector<IncidentNarrativeItem> overlappingSignalItems(const PerformanceIncid
         items.push_back({"CPU", "System CPU peaked at " + percentText(incident.peakCPU) + ".", "cpu"});
     }
     if (isElevated(incident.worstMemoryPressureState) || isElevated(active.worstMemoryState)) {
-        items.push_back(
-            {"Memory",
-             "macOS memory pressure reached " + lowered(label(incident.worstMemoryPressureState)) + ".",
-             "memorychip"});
+        items.push_back({"Memory",
+                         "macOS memory pressure reached " +
+                             asciiLowerCase(label(incident.worstMemoryPressureState)) + ".",
+                         "memorychip"});
     }
     if (isThermalPressure(incident.worstThermalState) || isThermalPressure(active.worstThermalState)) {
         items.push_back({"Thermal",
-                         "macOS thermal state reached " + lowered(incident.worstThermalState) + ".",
+                         "macOS thermal state reached " + asciiLowerCase(incident.worstThermalState) + ".",
                          "thermometer.high"});
     }
     if (incident.peakNetworkBytesPerSecond >= busyNetwork) {
@@ -175,14 +171,15 @@ std::vector<IncidentNarrativeItem> changeItems(const PerformanceIncident& incide
     const MemoryPressureLevel level = incident.worstMemoryPressureState;
     if (isElevated(level) && level != baseline.worstMemoryState) {
         items.push_back({"Memory changed",
-                         "macOS memory pressure moved from " + lowered(label(baseline.worstMemoryState)) +
-                             " to " + lowered(label(level)) + ".",
+                         "macOS memory pressure moved from " +
+                             asciiLowerCase(label(baseline.worstMemoryState)) + " to " +
+                             asciiLowerCase(label(level)) + ".",
                          "memorychip"});
     }
     if (thermalRank(incident.worstThermalState) > thermalRank(baseline.worstThermalState)) {
         items.push_back({"Thermal changed",
-                         "Thermal state moved from " + lowered(baseline.worstThermalState) + " to " +
-                             lowered(incident.worstThermalState) + ".",
+                         "Thermal state moved from " + asciiLowerCase(baseline.worstThermalState) + " to " +
+                             asciiLowerCase(incident.worstThermalState) + ".",
                          "thermometer.medium"});
     }
     const double peakNetwork = incident.peakNetworkBytesPerSecond;

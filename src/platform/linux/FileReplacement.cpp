@@ -65,9 +65,11 @@ class UnfinishedFile {
     }
 
     bool letIn(const struct stat& those) const {
-        // To give a file away is root's alone; for anybody else it stays with the one who saves it.
-        std::ignore = ::fchown(file_.number(), those.st_uid, those.st_gid);
-        return ::fchmod(file_.number(), those.st_mode & 07777U) == 0;
+        // To give a file away is root's alone; for anybody else it stays with the one who saves it, and with
+        // the old group if that is one of theirs. What ran with the old owner's rights then does so no more.
+        const bool isTheirs = ::fchown(file_.number(), those.st_uid, those.st_gid) == 0;
+        if (!isTheirs) std::ignore = ::fchown(file_.number(), static_cast<uid_t>(-1), those.st_gid);
+        return ::fchmod(file_.number(), those.st_mode & (isTheirs ? 07777U : 0777U)) == 0;
     }
 
     /// All errors of writing have shown by then. A file system may have nothing to flush.

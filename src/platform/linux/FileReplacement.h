@@ -17,7 +17,8 @@ enum class FileAudience {
 /// stays, and what it leads to is replaced. The folder has to be there.
 ///
 /// Returns nothing on success, and otherwise the reason; the old file is then as it was, and nothing is left
-/// beside it. Only a regular file that may be written is ever replaced.
+/// beside it; only a program that is killed meanwhile leaves a hidden file. Only a regular file that may be
+/// written is ever replaced.
 std::optional<std::string> replaceFile(const std::string& path, std::string_view content,
                                        FileAudience audience);
 
