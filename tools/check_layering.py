@@ -52,7 +52,8 @@ QT_MODULES = {
         QFileInfo QDir QLocale QCoreApplication QRect QRectF QPoint QPointF QSize QSizeF QHash QList QMap
         QSocketNotifier QElapsedTimer QtGlobal QAbstractNativeEventFilter QLatin1String QtEndian QDebug QEvent
         QLockFile QDateTime QScopedPointer QBasicTimer QTimerEvent QCborValue QSet QUrl QStringView
-        QAbstractEventDispatcher QCollator QDeadlineTimer QSignalBlocker QStandardPaths QtMath QResource""".split(),
+        QAbstractEventDispatcher QCollator QDeadlineTimer QSignalBlocker QStandardPaths QtMath QResource
+        QUuid""".split(),
     "Gui": """QColor QFont QFontDatabase QFontMetricsF QImage QPainter QPixmap QIcon QScreen QWindow QPalette
         QCursor QGuiApplication QKeySequence QEnterEvent QMouseEvent QPaintEvent QAccessible QAccessibleInterface
         QPen QBrush QPainterPath QTransform QRegion QBitmap QRawFont QGlyphRun QShowEvent QMoveEvent QHelpEvent
