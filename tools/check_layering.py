@@ -24,8 +24,9 @@ LIBRARIES = {
     "settings": ("settings", MODEL | {"platform"}, {"Core"}),
     "incidents": ("incidents", MODEL | {"incident_rules", "storage", "settings"}, {"Core"}),
     "monitoring": ("monitoring", MODEL | {"platform", "collectors", "settings"}, {"Core"}),
+    "reports": ("reports", MODEL | {"platform", "storage", "collectors", "settings", "monitoring"}, {"Core"}),
     "shell": ("shell", MODEL | {"platform", "incident_rules", "incidents", "storage", "collectors", "settings",
-                                "monitoring"},
+                                "monitoring", "reports"},
               {"Core", "Gui", "Widgets"}),
     "shell_linux": ("shell/linux", CORE | {"platform", "shell"}, {"Core", "Gui", "Widgets", "DBus"}),
     "platform_linux": ("platform/linux", CORE | {"platform", "linux_readers"}, {"Core", "DBus"}),
@@ -51,7 +52,8 @@ QT_MODULES = {
         QFileInfo QDir QLocale QCoreApplication QRect QRectF QPoint QPointF QSize QSizeF QHash QList QMap
         QSocketNotifier QElapsedTimer QtGlobal QAbstractNativeEventFilter QLatin1String QtEndian QDebug QEvent
         QLockFile QDateTime QScopedPointer QBasicTimer QTimerEvent QCborValue QSet QUrl QStringView
-        QAbstractEventDispatcher QCollator QDeadlineTimer QSignalBlocker QStandardPaths QtMath QResource""".split(),
+        QAbstractEventDispatcher QCollator QDeadlineTimer QSignalBlocker QStandardPaths QtMath QResource
+        QUuid""".split(),
     "Gui": """QColor QFont QFontDatabase QFontMetricsF QImage QPainter QPixmap QIcon QScreen QWindow QPalette
         QCursor QGuiApplication QKeySequence QEnterEvent QMouseEvent QPaintEvent QAccessible QAccessibleInterface
         QPen QBrush QPainterPath QTransform QRegion QBitmap QRawFont QGlyphRun QShowEvent QMoveEvent QHelpEvent

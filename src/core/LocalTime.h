@@ -10,4 +10,8 @@ namespace corvanta {
 /// calendar holds.
 std::string localTime(std::int64_t secondsSince1970);
 
+/// The minute, 0 to 59, that a clock in the machine's present time zone shows; 0 for a moment in a year that
+/// no calendar holds.
+int localMinute(std::int64_t secondsSince1970);
+
 }  // namespace corvanta

@@ -20,7 +20,6 @@
 namespace corvanta::ctl {
 namespace {
 
-constexpr double statusInterval = 0.5;  // seconds between the two readings
 // How long `status` waits for the drives, of which a service or a program must be asked.
 constexpr double drivesLimit = 3.0;      // seconds
 constexpr double drivesInterval = 0.05;  // seconds
@@ -38,6 +37,10 @@ std::string speedText(double bytesPerSecond) {
 
 constexpr double secondsOf(std::chrono::seconds time) {
     return static_cast<double>(time.count());
+}
+
+std::optional<ProcessDetail> copyOf(const ProcessDetail* process) {
+    return process != nullptr ? std::optional(*process) : std::nullopt;
 }
 
 /// The process with the most of something; null when there is none.
@@ -93,7 +96,7 @@ LiveSample::LiveSample(const Platform& platform)
     : platform_(platform),
       loop_(MonitoringLoop::create(platform, makeCollectorSet(platform), {})),
       peripheralsGate_(secondsOf(BluetoothMonitor::refreshInterval)) {
-    loop_->collect({});
+    readings_ = loop_->collect({});
     platform_.thermal.thermalState();  // which is known some time after it was first asked for
 }
 
@@ -101,11 +104,19 @@ LiveSample::~LiveSample() {
     loop_->close();
 }
 
-void LiveSample::refresh() {
+void LiveSample::measure() {
     readings_ = loop_->collect({});
     moment_ = platform_.clock.now();
     readings_.isLowPowerModeEnabled = platform_.lowPower.isLowPowerModeEnabled();
     thermalState_ = platform_.thermal.thermalState();
+}
+
+void LiveSample::refreshProcesses() {
+    loop_->collectors().processes->getAllProcesses(true, platform_.clock.systemUptime());
+}
+
+void LiveSample::refresh() {
+    measure();
     if (peripheralsGate_.shouldRefresh(platform_.clock.systemUptime())) {
         peripherals_ = BluetoothMonitor::readOnce(platform_);
     }
@@ -119,8 +130,43 @@ void LiveSample::awaitDrives() const {
 }
 
 void LiveSample::refreshAll() {
-    loop_->collectors().processes->getAllProcesses(true, platform_.clock.systemUptime());
+    refreshProcesses();
     refresh();
+}
+
+void LiveSample::refreshMachine() {
+    refreshProcesses();
+    measure();
+}
+
+StatusFigures LiveSample::statusFigures() const {
+    const std::vector<ProcessDetail>& processes = *readings_.processes;
+    StatusFigures figures;
+    figures.thermalState = thermalWord(thermalState_);
+    figures.memoryPressureLevel = loop_->collectors().memoryPressure->currentLevel();
+    figures.ramSwap = readings_.ram.swap;
+    figures.topCPU = copyOf(topProcess(processes, &ProcessDetail::cpuUsage));
+    figures.topRAM = copyOf(topProcess(processes, &ProcessDetail::residentBytes));
+    figures.cpuUsage = readings_.cpuUsage;
+    if (const auto& battery = readings_.battery) {
+        figures.batteryPercentage = battery->percentage;
+        figures.isBatteryCharging = battery->isCharging;
+        figures.batteryTimeRemaining = battery->timeRemaining;
+        figures.batteryHealth = battery->healthPercent;
+        figures.batteryCycleCount = battery->cycleCount;
+    }
+    figures.diskTotal = readings_.disk.total;
+    figures.diskFree = readings_.disk.free;
+    return figures;
+}
+
+WeeklyReportPresent LiveSample::reportPresent() const {
+    WeeklyReportPresent present{.diskFree = readings_.disk.free};
+    if (const auto& battery = readings_.battery) {
+        present.batteryHealth = battery->healthPercent;
+        present.batteryCycleCount = battery->cycleCount;
+    }
+    return present;
 }
 
 std::string LiveSample::text(const OutputOptions& options) const {
@@ -221,7 +267,7 @@ namespace {
 
 int runStatus(const Surroundings& at) {
     LiveSample sample(at.ports);
-    at.ports.waiter.wait(statusInterval, {});
+    at.ports.waiter.wait(LiveSample::interval, {});
     sample.refreshAll();
     sample.awaitDrives();
     return print(at.output.json ? sample.json() : sample.text(at.output)) ? 0 : 1;
@@ -235,7 +281,7 @@ int runWatch(const Surroundings& at) {
     if (redraws && !print(hideCursorAndClear)) return 1;
     bool isWritten = true;
     bool isFirst = true;
-    double wait = statusInterval;  // the first figures come soon, the others at the user's pace
+    double wait = LiveSample::interval;  // the first figures come soon, the others at the user's pace
     while (isWritten && interruptWait.wait(wait)) {
         if (std::exchange(isFirst, false)) {
             sample.refreshAll();

@@ -10,6 +10,8 @@
 #include "monitoring/collectors/MonitoringLoop.h"
 #include "monitoring/collectors/MonitoringRefreshGate.h"
 #include "platform/Platform.h"
+#include "reports/StatusSummaryEngine.h"
+#include "reports/WeeklyReportEngine.h"
 
 namespace corvanta::ctl {
 
@@ -18,6 +20,9 @@ namespace corvanta::ctl {
 /// Owned by a command. Main thread only.
 class LiveSample {
   public:
+    /// Seconds that tell enough of the rates between two readings.
+    static constexpr double interval = 0.5;
+
     /// Takes the first reading, against which the next one measures rates.
     explicit LiveSample(const Platform& platform);
     ~LiveSample();
@@ -27,14 +32,22 @@ class LiveSample {
     void refresh();
     /// The same, with a fresh list of processes.
     void refreshAll();
+    /// The same without the peripherals, which can take seconds to tell.
+    void refreshMachine();
     /// Waits until the drives have told of themselves, but not for long.
     void awaitDrives() const;
 
     std::string text(const OutputOptions& options) const;
     /// One JSON object on one line.
     std::string json() const;
+    StatusFigures statusFigures() const;
+    /// The first reading has it all.
+    WeeklyReportPresent reportPresent() const;
 
   private:
+    void refreshProcesses();
+    void measure();
+
     const Platform& platform_;
     std::shared_ptr<MonitoringLoop> loop_;
     CycleReadings readings_;

@@ -14,6 +14,7 @@
 #include "ctl/LiveCommands.h"
 #include "ctl/ProcessCommands.h"
 #include "ctl/ReplayCommands.h"
+#include "ctl/ReportCommands.h"
 #include "ctl/SessionCommands.h"
 #include "ctl/StoreCommands.h"
 #include "monitoring/QtExecutor.h"
@@ -68,10 +69,12 @@ int main(int argc, char** argv) {
     ctl::CommandList commands(app);
     ctl::addStatus(commands);
     ctl::addWatch(commands);
+    ctl::addSummary(commands);
     ctl::addProcesses(commands);
     ctl::addQuit(commands);
     ctl::addHistory(commands);
     ctl::addTrends(commands);
+    ctl::addReport(commands);
     ctl::addIncidents(commands);
     ctl::addIncident(commands);
     ctl::addReplay(commands);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <limits>
 
 #include "support/TimeZone.h"
@@ -31,6 +32,22 @@ TEST(LocalTime, anHourThatComesTwiceIsWrittenTwice) {
 TEST(LocalTime, aMomentOutsideTheCalendarIsAQuestionMark) {
     EXPECT_EQ(localTime(std::numeric_limits<std::int64_t>::max()), "?");
     EXPECT_EQ(localTime(std::numeric_limits<std::int64_t>::min()), "?");
+}
+
+TEST(LocalTime, theMinuteIsThatOfThePresentZone) {
+    {
+        const test::TimeZone utc("UTC0");
+        EXPECT_EQ(localMinute(1'800'000'000), 0);
+        EXPECT_EQ(localMinute(1'800'000'000 - 1), 59);
+        EXPECT_EQ(localMinute(1'800'000'000 + 60), 1);
+    }
+    const test::TimeZone nepal("NPT-5:45");
+    EXPECT_EQ(localMinute(1'800'000'000), 45);
+}
+
+TEST(LocalTime, aMomentOutsideTheCalendarHasTheMinuteZero) {
+    EXPECT_EQ(localMinute(std::numeric_limits<std::int64_t>::max()), 0);
+    EXPECT_EQ(localMinute(std::numeric_limits<std::int64_t>::min()), 0);
 }
 
 }  // namespace

@@ -26,7 +26,8 @@ INSTANTIATE_TEST_SUITE_P(ArgumentsTest, BadUsageTest,
                                          "processes --top -1", "processes --top many", "quit", "quit -5",
                                          "quit editor", "quit 5 6", "dismiss", "dismiss first", "restore -1",
                                          "incident", "incident seven", "incident 7 8", "incident -7",
-                                         "incident 7 --summary --observations", "replay", "replay a b"));
+                                         "incident 7 --summary --observations", "replay", "replay a b",
+                                         "summary now", "report --last 7d"));
 
 TEST_F(ArgumentsTest, namesTheWordThatItDoesNotKnow) {
     EXPECT_NE(ctl("dance").err.find("dance"), std::string::npos);
@@ -54,8 +55,9 @@ TEST_F(ArgumentsTest, tellsItsVersion) {
 TEST_F(ArgumentsTest, helpListsTheCommands) {
     const Finished finished = ctl("--help");
     EXPECT_EQ(finished.exitCode, 0);
-    for (const char* command : {"status", "watch", "processes", "quit", "history", "trends", "incident",
-                                "incidents", "sessions", "export", "dismiss", "restore", "replay"}) {
+    for (const char* command :
+         {"status", "watch", "processes", "quit", "history", "trends", "incident", "incidents", "sessions",
+          "export", "dismiss", "restore", "replay", "summary", "report"}) {
         EXPECT_NE(finished.out.find(command), std::string::npos) << command;
     }
     EXPECT_EQ(finished.err, "");
@@ -72,7 +74,7 @@ TEST_P(FullDiskTest, outputThatCannotBeWrittenIsAFailure) {
 
 INSTANTIATE_TEST_SUITE_P(ArgumentsTest, FullDiskTest,
                          testing::Values("status", "status --json", "watch", "watch --json", "processes",
-                                         "processes --json"));
+                                         "processes --json", "summary", "summary --json"));
 
 }  // namespace
 }  // namespace corvanta::test

@@ -58,7 +58,8 @@ TEST_P(ReadOnlyTest, leavesDamagedSettingsWhereTheyAre) {
 INSTANTIATE_TEST_SUITE_P(Commands, ReadOnlyTest,
                          testing::Values("status", "status --json", "watch", "watch --json", "history",
                                          "history --json", "trends", "trends --json", "incidents",
-                                         "incidents --json", "sessions", "sessions --json"));
+                                         "incidents --json", "sessions", "sessions --json", "summary",
+                                         "summary --json", "report", "report --json"));
 
 }  // namespace
 }  // namespace corvanta::test

@@ -80,7 +80,8 @@ INSTANTIATE_TEST_SUITE_P(Commands, UnreadableStoreTest,
                          testing::Values("history", "history --json", "history --last 30d", "trends",
                                          "trends --json", "sessions", "sessions --json", "export 1",
                                          "incident 7", "incident 7 --summary --json", "incidents",
-                                         "incidents --json", "incident 7 --observations"));
+                                         "incidents --json", "incident 7 --observations", "report",
+                                         "report --json"));
 
 }  // namespace
 }  // namespace corvanta::test
