@@ -29,7 +29,10 @@ class NotificationPeer {
     }
     std::vector<QDBusMessage> notifications() const { return calls(QStringLiteral("Notify")); }
     /// One argument of the latest `Notify`.
-    QVariant lastArgument(int index) const { return notifications().back().arguments().value(index); }
+    QVariant lastArgument(int index) const {
+        const auto all = notifications();
+        return all.empty() ? QVariant() : all.back().arguments().value(index);
+    }
 
     /// From now on a member is answered like this.
     void setAnswer(const QString& member, BusPeer::Answer answer) { answers_[member] = std::move(answer); }
