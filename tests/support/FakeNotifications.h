@@ -21,14 +21,18 @@ class FakeNotificationService final : public NotificationService {
     explicit FakeNotificationService(Executor& mainExecutor) : mainExecutor_(mainExecutor) {}
 
     void requestAuthorization(AuthorizationHandler handler) override {
-        const std::lock_guard guard(mutex_);
-        ++authorizationRequests_;
+        {
+            const std::lock_guard guard(mutex_);
+            ++authorizationRequests_;
+        }
         mainExecutor_.post([handler = std::move(handler), answer = authorization] { handler(answer); });
     }
     void deliver(NotificationRequest request, DeliveryHandler handler) override {
-        const std::lock_guard guard(mutex_);
-        if (!failure) shown_.insert_or_assign(request.identifier, request);
-        requests_.push_back(std::move(request));
+        {
+            const std::lock_guard guard(mutex_);
+            if (!failure) shown_.insert_or_assign(request.identifier, request);
+            requests_.push_back(std::move(request));
+        }
         mainExecutor_.post([handler = std::move(handler), failure = failure] { handler(failure); });
     }
     void removeAllPending() override {
