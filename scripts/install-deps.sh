@@ -19,7 +19,7 @@ for argument in "$@"; do
         --test) packages+=(
             libgtest-dev librapidcheck-dev python3 iproute2 procps stress-ng
             dbus-daemon python3-dbusmock bluez upower umockdev power-profiles-daemon
-            xvfb openbox xdotool x11-utils
+            xvfb openbox xdotool x11-utils dunst
         ) ;;
         --ci) packages+=(clang clang-tidy clang-format libclang-rt-14-dev git) ;;
         *) fail "unknown argument $argument" ;;

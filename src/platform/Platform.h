@@ -13,6 +13,7 @@
 #include "platform/MemoryCounterSource.h"
 #include "platform/MemoryPressureEventSource.h"
 #include "platform/NetCounterSource.h"
+#include "platform/NotificationService.h"
 #include "platform/PowerSources.h"
 #include "platform/ProcessLister.h"
 #include "platform/ProcessSignaller.h"
@@ -46,6 +47,7 @@ struct Platform {
     MachineFacts& machineFacts;
     DefaultsStore& defaults;
     LoginItem& loginItem;
+    NotificationService& notifications;
 };
 
 /// The platform that the shared instances are built on. Installed once by the program before the first of

@@ -86,7 +86,8 @@ class PowerChangeTest : public testing::Test {
                    machine.thermal,
                    machine.machineFacts,
                    machine.defaults,
-                   machine.loginItem};
+                   machine.loginItem,
+                   machine.notifications};
     AppSettings settings{machine.defaults, machine.loginItem, machine.clock, machine.executor};
     RecordingSink sink;
     std::unique_ptr<SystemMonitor> monitor;

@@ -342,7 +342,8 @@ TEST_F(SystemMonitorTest, theRowCarriesTheObservationsMoment) {
                             machine.thermal,
                             machine.machineFacts,
                             machine.defaults,
-                            machine.loginItem};
+                            machine.loginItem,
+                            machine.notifications};
     monitor = std::make_unique<SystemMonitor>(platform, settings, sink);
     ASSERT_TRUE(machine.executor.runNext());
     ASSERT_EQ(sink.snapshots.size(), 1U);
@@ -601,7 +602,8 @@ TEST_F(SystemMonitorTest, theCollectorsAreMadeBeforeTheSubscriptionsAndTheLoopCo
                             machine.thermal,
                             machine.machineFacts,
                             machine.defaults,
-                            machine.loginItem};
+                            machine.loginItem,
+                            machine.notifications};
     monitor = std::make_unique<SystemMonitor>(platform, settings, sink);
     EXPECT_EQ(order, (Calls{"low power flag", "pressure on com.corvanta.memory-pressure", "low power events",
                             "power changes"}));

@@ -296,7 +296,8 @@ class RealSourcesTest : public PeripheralBatteriesTest {
                       machine.thermal,
                       machine.machineFacts,
                       machine.defaults,
-                      machine.loginItem};
+                      machine.loginItem,
+                      machine.notifications};
     BluetoothGatherer gatherer{platform};
     std::vector<std::unique_ptr<Subscription>> subscriptions;
 };

@@ -19,6 +19,7 @@
 #include "platform/Platform.h"
 #include "support/FakeBluetooth.h"
 #include "support/FakeNetDisk.h"
+#include "support/FakeNotifications.h"
 #include "support/FakeProcesses.h"
 #include "support/FakeSubscribers.h"
 
@@ -328,6 +329,7 @@ struct FakePlatform {
     FakeMachineFacts machineFacts;
     FakeDefaultsStore defaults;
     FakeLoginItem loginItem;
+    FakeNotificationService notifications{executor};
 
     Platform platform{clock,
                       waiter,
@@ -350,7 +352,8 @@ struct FakePlatform {
                       thermal,
                       machineFacts,
                       defaults,
-                      loginItem};
+                      loginItem,
+                      notifications};
 };
 
 }  // namespace corvanta::test

@@ -55,6 +55,7 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
       defaults_(settingsFile, access),
       loginItem_(directories, processEnvironment("XDG_CURRENT_DESKTOP").value_or(""),
                  std::move(executablePath)),
+      notifications_(sessionBusIfThere),
       ports_{clock_,
              waiter_,
              mainExecutor,
@@ -76,7 +77,8 @@ LinuxPlatform::LinuxPlatform(Executor& mainExecutor, const XdgDirectories& direc
              thermal_,
              machineFacts_,
              defaults_,
-             loginItem_} {}
+             loginItem_,
+             notifications_} {}
 
 BusService::Connect LinuxPlatform::connectToSystem() {
     return [this] { return systemBus_.connection(); };

@@ -13,6 +13,7 @@
 #include "platform/linux/LinuxLowPowerSource.h"
 #include "platform/linux/LinuxMachineFacts.h"
 #include "platform/linux/LinuxMemorySource.h"
+#include "platform/linux/LinuxNotificationService.h"
 #include "platform/linux/LinuxPeripheralBatteries.h"
 #include "platform/linux/LinuxPowerSource.h"
 #include "platform/linux/LinuxProcessSignaller.h"
@@ -67,6 +68,7 @@ class LinuxPlatform {
     LinuxMachineFacts machineFacts_;
     JsonDefaultsStore defaults_;
     XdgLoginItem loginItem_;
+    LinuxNotificationService notifications_;
     Platform ports_;
 };
 
