@@ -105,11 +105,12 @@ struct SlowDetector {
     }
 
     std::optional<Anomaly> find(AnomalyMetric metric) const {
-        const auto week = sortedValues(metric, 7 * 24 * 3600);
-        const auto recent = sortedValues(metric, 15 * 60);
+        const auto week = sortedValues(metric, 604800);
+        const auto recent = sortedValues(metric, 900);
         if (week.size() < 2000 || recent.size() < 30) return std::nullopt;
         const double normal = middle(week);
         std::vector<double> distances;
+        distances.reserve(week.size());
         for (const double value : week) distances.push_back(value > normal ? value - normal : normal - value);
         std::sort(distances.begin(), distances.end());
         const double scale = std::max({middle(distances), normal * 0.05, 1.0});

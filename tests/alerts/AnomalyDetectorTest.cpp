@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <functional>
 #include <limits>
 #include <thread>
 #include <utility>
@@ -137,6 +138,7 @@ TEST_F(AnomalyDetectorTest, aRecentMedianBelowTheFloorIsNeverUnusual) {
 
     const auto pressureVerdict = [this](double recent) {
         std::vector<HistoryRow> rows;
+        rows.reserve(2200);
         for (int i = 0; i < 1970; ++i) rows.push_back({1000 + i, std::nullopt, 1.0});
         for (int i = 0; i < 30; ++i) rows.push_back({i, std::nullopt, recent});
         history.replace(rows);
@@ -162,6 +164,7 @@ TEST_F(AnomalyDetectorTest, anEvenNumberOfRecentValuesIsTakenByTheMeanOfTheTwoIn
 
 TEST_F(AnomalyDetectorTest, bothWindowsIncludeTheirOldestSecond) {
     std::vector<HistoryRow> rows;
+    rows.reserve(2200);
     for (int i = 0; i < 29; ++i) rows.push_back({0, 90.0, std::nullopt});
     for (int i = 0; i < 1970; ++i) rows.push_back({604800, 10.0, std::nullopt});
     const auto verdictWith = [&](std::int64_t age) {
@@ -177,6 +180,7 @@ TEST_F(AnomalyDetectorTest, bothWindowsIncludeTheirOldestSecond) {
 
 TEST_F(AnomalyDetectorTest, bothMetricsAreToldInTheirOrder) {
     std::vector<HistoryRow> rows;
+    rows.reserve(2200);
     for (int i = 0; i < 1970; ++i) rows.push_back({1000 + i, 10.0, 20.0});
     for (int i = 0; i < 30; ++i) rows.push_back({i, 50.0, 90.0});
     history.replace(rows);
@@ -221,6 +225,7 @@ TEST_F(AnomalyDetectorTest, eachMetricHasItsOwnBaseline) {
 TEST_F(AnomalyDetectorTest, missingAndInfiniteValuesDoNotCount) {
     constexpr double infinite = std::numeric_limits<double>::infinity();
     std::vector<HistoryRow> rows;
+    rows.reserve(2200);
     for (int i = 0; i < 1970; ++i) rows.push_back({1000 + i, 10.0, std::nullopt});
     for (int i = 0; i < 30; ++i) rows.push_back({i, 60.0, infinite});
     for (const auto& odd : {std::optional<double>(), std::optional(infinite), std::optional(-infinite)}) {
@@ -282,6 +287,7 @@ TEST_F(AnomalyDetectorTest, anyNumberOfThreadsMayCheck) {
     history.replace(repeated(1970, 20), repeated(30, 40));
     const std::vector<Anomaly> expected{{AnomalyMetric::cpu, 40, 20, 13.49}};
     std::vector<std::thread> callers;
+    callers.reserve(3);
     for (int thread = 0; thread < 3; ++thread) {
         callers.emplace_back([&] {
             for (int round = 0; round < 20; ++round) {

@@ -150,27 +150,20 @@ struct SlowTracker {
                                  bool lowAlertEnabled) {
         const std::int64_t clamped = percentage < 0 ? 0 : percentage > 100 ? 100 : percentage;
         BatteryAlertDecision result;
-        const auto lowAlertMayFire = [&] {
-            if (!lowAlertEnabled || isPluggedIn || clamped > lowThreshold || sent) return;
-            sent = true;
-            result.shouldNotifyLowBattery = true;
-        };
-        if (!lastPercentage || !lastPluggedIn) {
-            lowAlertMayFire();
-        } else if (isPluggedIn != *lastPluggedIn) {
-            if (isPluggedIn) sent = false;
-            lowAlertMayFire();
-        } else if (isPluggedIn) {
-            sent = false;
-        } else if (clamped >= *lastPercentage) {
-            lowAlertMayFire();
-        } else {
+        const bool isFirst = !lastPercentage || !lastPluggedIn;
+        const bool isPlugChange = !isFirst && isPluggedIn != *lastPluggedIn;
+        const bool staysPluggedIn = !isFirst && !isPlugChange && isPluggedIn;
+        if ((isPlugChange && isPluggedIn) || staysPluggedIn) sent = false;
+        if (!isFirst && !isPlugChange && !isPluggedIn && clamped < *lastPercentage) {
             for (const std::int64_t candidate : {100, 90, 80, 70, 60, 50, 40, 30, 20}) {
                 if (candidate >= clamped && candidate < *lastPercentage)
                     result.dischargeMilestone = candidate;
             }
             if (percentage <= 10 && *lastPercentage > 10) result.dischargeMilestone = 10;
-            lowAlertMayFire();
+        }
+        if (!staysPluggedIn && lowAlertEnabled && !isPluggedIn && clamped <= lowThreshold && !sent) {
+            sent = true;
+            result.shouldNotifyLowBattery = true;
         }
         lastPercentage = clamped;
         lastPluggedIn = isPluggedIn;

@@ -79,6 +79,7 @@ TEST(MedianDeviation, agreesWithSorting) {
         auto values = *lists();
         const double centre = *rc::gen::inRange(-10, 110);
         std::vector<double> distances;
+        distances.reserve(values.size());
         for (const double value : values) distances.push_back(std::fabs(value - centre));
         RC_ASSERT(medianDeviation(values, centre) == bySorting(distances));
     }));
