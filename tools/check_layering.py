@@ -20,6 +20,7 @@ LIBRARIES = {
     "storage": ("storage", MODEL, set()),
     "incident_rules": ("incidents/rules", MODEL, set()),
     "incident_replay": ("incidents/replay", MODEL, set()),
+    "alert_rules": ("alerts/rules", MODEL | {"storage"}, set()),
     "collectors": ("monitoring/collectors", CORE | {"platform"}, set()),
     "settings": ("settings", MODEL | {"platform"}, {"Core"}),
     "incidents": ("incidents", MODEL | {"incident_rules", "storage", "settings"}, {"Core"}),
