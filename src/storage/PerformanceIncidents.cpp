@@ -207,8 +207,8 @@ void DatabaseManager::setIncidentsDismissed(std::vector<std::int64_t> ids, bool 
     if (ids.empty()) return;
     const LockGuard guard(lock_);
     if (!finishStart()) return;
-    const auto runs = [this](const char* sql) {
-        return sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+    const auto runs = [db = db_](const char* sql) {
+        return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
     };
     if (!runs("BEGIN IMMEDIATE TRANSACTION;")) return;
     Statement update(db_, "UPDATE performance_incidents SET dismissed_at = ? WHERE id = ?;");
