@@ -283,10 +283,10 @@ std::string firstDifference(const std::vector<Sample>& samples, Coverage& covera
 TEST(IncidentStateMachine, agreesWithASlowMachineThatKeepsTheHistory) {
     Coverage coverage;
     // A hundred times so many. Without the fixed size the first ones would be short and much alike.
-    constexpr int streams = 210;
+    constexpr int streams = 200;
     EXPECT_TRUE(rc::check([&] {
         for (int i = 0; i < streams; ++i) {
-            const auto length = *rc::gen::resize(rc::kNominalSize, rc::gen::inRange<std::size_t>(1, 11));
+            const auto length = *rc::gen::resize(rc::kNominalSize, rc::gen::inRange<std::size_t>(1, 7));
             const auto stretches = *rc::gen::resize(
                 rc::kNominalSize, rc::gen::container<std::vector<Stretch>>(length, anyStretch()));
             RC_ASSERT(firstDifference(samplesOf(stretches), coverage) == "");
