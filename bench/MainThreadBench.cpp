@@ -96,7 +96,10 @@ int main(int argc, char** argv) {
         settings.refreshFrequency.set(RefreshFrequency::high);
         DatabaseManager database(folder + "/history.sqlite", ports.clock);
         IncidentDetector detector(database, settings);
-        ProgramSink sink(database, detector);
+        NotificationManager notifications(ports.notifications, settings, ports.clock);
+        AnomalyDetector anomalies(database, ports.clock);
+        SmartAlertMonitor alerts(notifications, anomalies, ports.clock, executor, ports.threadSetup);
+        ProgramSink sink(database, detector, notifications, alerts);
 
         Longest start;
         std::unique_ptr<SystemMonitor> monitor;

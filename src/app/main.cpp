@@ -66,9 +66,14 @@ int main(int argc, char** argv) {
                                               JsonDefaultsStore::Access::readWrite);
     installPlatform(platform.ports());
 
-    ProgramSink sink(DatabaseManager::shared(), IncidentDetector::shared());
-    AppDelegate delegate(platform.ports(), AppSettings::shared(), DatabaseManager::shared(), sink,
-                         makeStatusItem());
+    const Platform& ports = platform.ports();
+    AppSettings& settings = AppSettings::shared();
+    DatabaseManager& database = DatabaseManager::shared();
+    NotificationManager notifications(ports.notifications, settings, ports.clock);
+    SmartAlertMonitor alerts(notifications, AnomalyDetector::shared(), ports.clock, executor,
+                             ports.threadSetup);
+    ProgramSink sink(database, IncidentDetector::shared(), notifications, alerts);
+    AppDelegate delegate(ports, settings, database, notifications, sink, makeStatusItem());
     TerminationSignals signals;
     QObject::connect(&signals, &TerminationSignals::terminationRequested, &delegate, &AppDelegate::quitApp);
     QObject::connect(&instance, &SingleInstance::activated, &delegate, &AppDelegate::activate);

@@ -4,6 +4,6 @@
 namespace corvanta {
 
 /// A colour by its role; the theme that draws gives it a value.
-enum class ColorRole { primary, secondary, green, orange, red };
+enum class ColorRole { primary, secondary, green, orange, red, purple };
 
 }  // namespace corvanta

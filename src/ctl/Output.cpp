@@ -38,6 +38,8 @@ std::string_view escapeCode(ColorRole role) {
             return "\x1b[33m";
         case ColorRole::red:
             return "\x1b[31m";
+        case ColorRole::purple:
+            return "\x1b[35m";
     }
     std::abort();
 }

@@ -57,21 +57,17 @@ void BluetoothMonitor::refresh() {
     if (refreshInProgress_) return;
     refreshInProgress_ = true;
 
-    // Hands the result over when the work ends, also when there was no thread for it.
-    using Result = std::optional<Devices>;
-    const auto handOver = [&executor = platform_.mainExecutor, self = QPointer(this)](Result* result) {
-        executor.post([self, devices = std::move(*result)] {
-            if (self) self->finish(devices);
+    workQueue_.compute<Devices>(
+        "com.corvanta.bluetoothmonitor.work",
+        [gatherer = gatherer_](const std::stop_token& stop) {
+            Devices devices = gatherer->gather(stop);
+            sortByName(devices);
+            return devices;
+        },
+        platform_.mainExecutor,
+        [self = QPointer(this)](std::optional<Devices> devices) {
+            if (self) self->finish(std::move(devices));
         });
-        delete result;
-    };
-    workQueue_.start("com.corvanta.bluetoothmonitor.work",
-                     [gatherer = gatherer_,
-                      result = std::shared_ptr<Result>(new Result, handOver)](const std::stop_token& stop) {
-                         Devices devices = gatherer->gather(stop);
-                         sortByName(devices);
-                         *result = std::move(devices);
-                     });
 }
 
 std::vector<BluetoothDevice> BluetoothMonitor::readOnce(const Platform& platform) {

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <utility>
 
+#include "reports/WeeklyReportEngine.h"
 #include "shell/StatusRowBuilder.h"
 #include "shell/Symbols.h"
 
@@ -15,29 +16,53 @@ namespace corvanta {
 namespace {
 
 constexpr std::chrono::hours heartbeatInterval{24};
+constexpr std::chrono::seconds firstReportDelay{30};
 constexpr std::chrono::milliseconds titleUpdateDelay{100};
 constexpr double menuSymbolSize = 16;
 
 }  // namespace
 
 AppDelegate::AppDelegate(const Platform& platform, AppSettings& settings, DatabaseManager& database,
-                         PublishSink& sink, std::unique_ptr<StatusItem> statusItem)
+                         NotificationManager& notifications, PublishSink& sink,
+                         std::unique_ptr<StatusItem> statusItem)
     : platform_(platform),
       settings_(settings),
       database_(database),
+      notifications_(notifications),
       monitor_(platform, settings, sink),
+      bluetoothAlerts_(notifications),
       statusItem_(std::move(statusItem)) {}
 
 void AppDelegate::applicationDidFinishLaunching() {
-    database_.pruneOldRecords();
-    dailyHeartbeatTimer_.setTimerType(Qt::VeryCoarseTimer);
-    dailyHeartbeatTimer_.callOnTimeout(this, [this] { database_.pruneOldRecords(); });
-    dailyHeartbeatTimer_.start(heartbeatInterval);
+    notifications_.requestAuthorization();
+    scheduleUpkeep();
     createMenu();
     statusItem_->setToolTip([this] { return QString::fromStdString(monitor_.tooltipText()); });
     installSubscriptions();
+    installNotificationSubscriptions();
     updateTitle();
     bluetoothMonitor_.emplace(platform_, settings_, bluetoothAlerts_);
+}
+
+void AppDelegate::scheduleUpkeep() {
+    database_.pruneOldRecords();
+    dailyHeartbeatTimer_.setTimerType(Qt::VeryCoarseTimer);
+    dailyHeartbeatTimer_.callOnTimeout(this, [this] {
+        database_.pruneOldRecords();
+        checkWeeklyReport();
+    });
+    dailyHeartbeatTimer_.start(heartbeatInterval);
+    firstReportTimer_.setSingleShot(true);
+    firstReportTimer_.callOnTimeout(this, &AppDelegate::checkWeeklyReport);
+    firstReportTimer_.start(firstReportDelay);
+}
+
+void AppDelegate::checkWeeklyReport() {
+    Q_ASSERT(thread() == QThread::currentThread());
+    if (!WeeklyReportEngine::isReportDue(settings_, platform_.defaults, database_, platform_.clock)) return;
+    const WeeklyReport report = WeeklyReportEngine::generate(database_, platform_.clock, &monitor_);
+    WeeklyReportEngine::markReported(platform_.defaults, platform_.clock);
+    notifications_.notifyWeeklyReport(report.headline, report.healthScore);
 }
 
 void AppDelegate::activate() {
@@ -68,6 +93,17 @@ void AppDelegate::installSubscriptions() {
     connect(statusItem_.get(), &StatusItem::secondaryClicked, this,
             [this] { statusItem_->popUpMenu(&menu_); });
     connect(statusItem_.get(), &StatusItem::appearanceChanged, this, &AppDelegate::updateTitle);
+}
+
+void AppDelegate::installNotificationSubscriptions() {
+    connect(&notifications_, &NotificationManager::weeklyReportClicked, this, &AppDelegate::activate);
+    connect(&notifications_, &NotificationManager::alertClicked, this, &AppDelegate::activate);
+    settings_.notificationsEnabled.onChange(
+        this, [this, last = settings_.notificationsEnabled()](const bool& enabled) mutable {
+            if (enabled == last) return;
+            last = enabled;
+            notifications_.notificationsPreferenceDidChange(enabled);
+        });
 }
 
 void AppDelegate::updateTitle() {

@@ -7,12 +7,13 @@
 #include <memory>
 #include <optional>
 
-#include "monitoring/BluetoothAlerts.h"
+#include "alerts/NotificationManager.h"
 #include "monitoring/BluetoothMonitor.h"
 #include "monitoring/PublishSink.h"
 #include "monitoring/SystemMonitor.h"
 #include "platform/Platform.h"
 #include "settings/AppSettings.h"
+#include "shell/BluetoothNotifications.h"
 #include "shell/StatusItem.h"
 #include "storage/DatabaseManager.h"
 
@@ -26,11 +27,15 @@ class AppDelegate final : public QObject {
     Q_OBJECT
 
   public:
-    AppDelegate(const Platform& platform, AppSettings& settings, DatabaseManager& database, PublishSink& sink,
+    AppDelegate(const Platform& platform, AppSettings& settings, DatabaseManager& database,
+                NotificationManager& notifications, PublishSink& sink,
                 std::unique_ptr<StatusItem> statusItem);
 
-    /// Prunes the store, now and once a day, and brings the status item up.
+    /// Prunes the store, now and once a day, sees to the weekly report, and brings the status item up.
     void applicationDidFinishLaunching();
+
+    /// Announces a weekly report if one is due.
+    void checkWeeklyReport();
 
     /// Another start of the program asked this one to show itself.
     void activate();
@@ -42,19 +47,23 @@ class AppDelegate final : public QObject {
     QMenu& menu() { return menu_; }
 
   private:
+    void scheduleUpkeep();
     void createMenu();
     void installSubscriptions();
+    void installNotificationSubscriptions();
     void updateTitle();
 
     const Platform& platform_;
     AppSettings& settings_;
     DatabaseManager& database_;
+    NotificationManager& notifications_;
     SystemMonitor monitor_;
-    BluetoothAlerts bluetoothAlerts_;  // nobody shows them
+    BluetoothNotifications bluetoothAlerts_;
     std::optional<BluetoothMonitor> bluetoothMonitor_;
     std::unique_ptr<StatusItem> statusItem_;
     QMenu menu_;
     QTimer dailyHeartbeatTimer_{this};
+    QTimer firstReportTimer_{this};
     QTimer titleUpdateTimer_{this};  // a burst of changes becomes one redraw
 };
 

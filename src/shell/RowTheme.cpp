@@ -17,6 +17,8 @@ const QColor& RowTheme::color(ColorRole role) const {
             return orange;
         case ColorRole::red:
             return red;
+        case ColorRole::purple:
+            return purple;
     }
     std::abort();
 }
@@ -30,6 +32,7 @@ RowTheme rowTheme(Appearance appearance) {
             .green = QColor(48, 209, 88),
             .orange = QColor(255, 159, 10),
             .red = QColor(255, 69, 58),
+            .purple = QColor(191, 90, 242),
             .chipBackground = QColor::fromRgbF(0.04F, 0.04F, 0.04F, 0.8F),
             .chipBorder = QColor::fromRgbF(1, 1, 1, 0.14F),
         };
@@ -41,6 +44,7 @@ RowTheme rowTheme(Appearance appearance) {
         .green = QColor(40, 205, 65),
         .orange = QColor(255, 149, 0),
         .red = QColor(255, 59, 48),
+        .purple = QColor(175, 82, 222),
         .chipBackground = QColor::fromRgbF(1, 1, 1, 0.88F),
         .chipBorder = QColor::fromRgbF(0, 0, 0, 0.12F),
     };

@@ -18,6 +18,7 @@ struct RowTheme {
     QColor green;
     QColor orange;
     QColor red;
+    QColor purple;
     QColor chipBackground;
     QColor chipBorder;
 
