@@ -21,6 +21,7 @@
 #include "Report.h"
 #include "alerts/rules/AnomalyDetector.h"
 #include "alerts/rules/NotificationGate.h"
+#include "platform/linux/FreedMemory.h"
 #include "reports/StatusSummaryEngine.h"
 
 namespace {
@@ -170,6 +171,7 @@ void compareSummary(Report& report) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    corvanta::returnLargeBlocksAtOnce();  // as the program does
     const int rounds = roundsOf(argc, argv, 50);
     BenchStore store;
     fillWeek(store);
