@@ -5,17 +5,14 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "Timing.h"
+#include "BenchStore.h"
+#include "Report.h"
 #include "incidents/IncidentTimelineViewModel.h"
 #include "incidents/model/IncidentStateMachine.h"
 #include "incidents/rules/IncidentHistoryGrouper.h"
@@ -23,98 +20,18 @@
 
 namespace {
 
-namespace fs = std::filesystem;
 using corvanta::IncidentHistoryGroup;
 using corvanta::PerformanceIncident;
 
 constexpr int incidentCount = 500;
 
-volatile std::size_t sink = 0;  // keeps the results alive
-
-/// What our side may cost: so many microseconds, or so many times the bare side.
-struct Mark {
-    double value;
-    bool isRatio;
-};
-constexpr Mark microseconds(double value) {
-    return {value, false};
-}
-constexpr Mark times(double value) {
-    return {value, true};
-}
-
 constexpr Mark aMillisecond = microseconds(1000);
 
-/// Prints one row a comparison, and remembers whether each kept below its mark.
-class Report {
-  public:
-    explicit Report(int rounds) : rounds_(rounds) {
-        std::printf("%d rounds; medians of CPU time\n%-40s %12s %12s %8s %12s\n", rounds, "", "bare", "ours",
-                    "ratio", "at most");
-    }
-
-    template <class Bare, class Ours>
-    void compare(const std::string& name, Mark mark, Bare bare, Ours ours) {
-        compare(
-            name, mark, [] {}, bare, ours);
-    }
-
-    /// `prepare` runs before each side, out of the time.
-    template <class Prepare, class Bare, class Ours>
-    void compare(const std::string& name, Mark mark, Prepare prepare, Bare bare, Ours ours) {
-        const auto timed = [&prepare](auto& work) {
-            prepare();
-            return cpuMicroseconds(work);
-        };
-        std::vector<double> bareTimes;
-        std::vector<double> ourTimes;
-        timed(bare);
-        timed(ours);
-        for (int round = 0; round < rounds_; ++round) {
-            // Whichever comes first finds colder caches.
-            if (round % 2 == 0) bareTimes.push_back(timed(bare));
-            ourTimes.push_back(timed(ours));
-            if (round % 2 != 0) bareTimes.push_back(timed(bare));
-        }
-        const double bareTime = median(bareTimes);
-        const double ourTime = median(ourTimes);
-        const double ratio = ourTime / bareTime;
-        std::printf("%-40s %9.1f us %9.1f us %8.2f %9.1f %s\n", name.c_str(), bareTime, ourTime, ratio,
-                    mark.value, mark.isRatio ? "x" : "us");
-        if ((mark.isRatio ? ratio : ourTime) > mark.value) isGood_ = false;
-    }
-
-    bool isGood() const { return isGood_; }
-
-  private:
-    const int rounds_;
-    bool isGood_ = true;
-};
-
-/// A store in a folder of its own, with as many incidents as a timeline shows: five a day, told with a few
-/// programs.
-class IncidentStore {
+/// A store with as many incidents as a timeline shows: five a day, told with a few programs.
+class IncidentStore : public BenchStore {
   public:
     IncidentStore() {
-        fs::create_directory(folder_);
         for (int i = 0; i < incidentCount; ++i) add(i);
-        sqlite3_open(path_.c_str(), &bare_);
-    }
-    ~IncidentStore() {
-        sqlite3_close(bare_);
-        fs::remove_all(folder_);
-    }
-    IncidentStore(const IncidentStore&) = delete;
-    IncidentStore& operator=(const IncidentStore&) = delete;
-
-    corvanta::DatabaseManager& database() { return database_; }
-    const std::string& path() const { return path_; }
-
-    /// Runs statements on a connection of its own, past the database.
-    void run(const std::string& statements) {
-        if (sqlite3_exec(bare_, statements.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK) return;
-        std::fprintf(stderr, "%s\n", sqlite3_errmsg(bare_));
-        std::exit(3);
     }
 
     void addSample(corvanta::Instant time, double cpu, const std::string& name) {
@@ -126,30 +43,23 @@ class IncidentStore {
         sample.topRAMProcess = "browser";
         sample.topRAMBytes = 4'000'000'000;
         sample.timestamp = time;
-        database_.insertSnapshot(sample);
+        database().insertSnapshot(sample);
     }
-    const corvanta::Clock& clock() const { return clock_; }
 
   private:
     void add(int number) {
         static const std::vector<std::string> names = {
             "browser", "compiler", "the web content of a long name", "indexer", "kworker/u8:2"};
         const auto& name = names[random_() % names.size()];
-        const auto at = [start = clock_.now() - std::chrono::duration<double>(number * 17000.0)](
+        const auto at = [start = clock().now() - std::chrono::duration<double>(number * 17000.0)](
                             double seconds) { return start + std::chrono::duration<double>(seconds); };
         addSample(at(10), 97, name);
         const auto kind = corvanta::allIncidentKinds[random_() % corvanta::allIncidentKinds.size()];
-        const auto id = database_.createIncident({at(0), kind, corvanta::IncidentSeverity::warning}, at(60));
-        if (id) database_.endIncident(*id, at(120));
+        const auto id = database().createIncident({at(0), kind, corvanta::IncidentSeverity::warning}, at(60));
+        if (id) database().endIncident(*id, at(120));
     }
 
-    const fs::path folder_ =
-        fs::temp_directory_path() / ("corvanta-bench-" + std::to_string(std::random_device{}()));
-    const corvanta::SystemClock clock_{};
     std::mt19937 random_{42};
-    const std::string path_ = (folder_ / "incidents.sqlite").string();
-    corvanta::DatabaseManager database_{path_, clock_};
-    sqlite3* bare_ = nullptr;
 };
 
 /// The least that any grouping does: it copies every incident into some group, and the first of each once
@@ -308,15 +218,7 @@ void compareStatements(Report& report, IncidentStore& store) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    int rounds = 200;
-    if (argc > 1) {
-        const std::string_view text = argv[1];
-        std::from_chars(text.data(), text.data() + text.size(), rounds);
-    }
-    if (rounds < 1) {
-        std::fprintf(stderr, "usage: corvanta_incident_bench [ROUNDS]\n");
-        return 2;
-    }
+    const int rounds = roundsOf(argc, argv, 200);
     IncidentStore store;
     corvanta::IncidentTimelineViewModel timeline(store.database(), store.clock());
     timeline.setTimeRange(corvanta::IncidentTimeRangeFilter::all);

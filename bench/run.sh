@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Runs the program and the bare loop side by side for a minute, after a minute of warming up, and prints what each
-# of them cost; then the store's operations, the process pass and the incidents beside the bare calls, and what the main
-# thread is held for.
+# of them cost; then the store's operations, the process pass, the incidents and the alerts beside the bare calls, and
+# what the main thread is held for.
 # Usage: run.sh [--seconds N] [--processes N]   --processes adds sleeping processes to the machine.
 set -euo pipefail
 
@@ -23,8 +23,8 @@ done
 
 cd "$root"
 cmake --preset release -DCORVANTA_BENCH=ON >/dev/null
-cmake --build --preset release --target corvanta corvanta_floor corvanta_store_bench corvanta_process_bench corvanta_main_thread_bench corvanta_incident_bench \
-    -- --quiet
+cmake --build --preset release --target corvanta corvanta_floor corvanta_store_bench corvanta_process_bench \
+    corvanta_main_thread_bench corvanta_incident_bench corvanta_alert_bench -- --quiet
 bin="$root/build/release/bin"
 work=$(mktemp -d)
 started=()
@@ -79,3 +79,5 @@ echo
 "$bin/corvanta_main_thread_bench"
 echo
 "$bin/corvanta_incident_bench"
+echo
+"$bin/corvanta_alert_bench"

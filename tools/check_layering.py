@@ -40,7 +40,7 @@ LIBRARIES["app"] = ("app", set(LIBRARIES), {"Core", "Gui", "Widgets", "DBus"})
 LIBRARIES["ctl"] = ("ctl", BELOW_SHELL, {"Core", "DBus"})
 
 # The part of platform/linux that runs under the thread sanitizer, and so knows no Qt.
-READERS = {"BluetoothText", "CommandOutput", "Descriptor", "DiskFacts", "FileReplacement", "FolderNames", "LinuxBluetoothFallback",
+READERS = {"BluetoothText", "CommandOutput", "Descriptor", "DiskFacts", "FileReplacement", "FolderNames", "FreedMemory", "LinuxBluetoothFallback",
            "PeripheralSupplies", "RootDisks", "Smartctl",
            "KernelFile", "LinkDump", "LinkInfo", "LinuxMemorySource", "LinuxProcessSignaller", "LinuxThreadSetup", "ProcessStat",
            "ProcFolder", "ProcLister", "NetlinkCounterSource", "ProcNetDev", "StatfsCapacitySource", "MemInfo", "PressureClassifier", "PressureWatch",
@@ -82,7 +82,7 @@ THIRD_PARTY = {
     "shell_linux": {"xcb/xcb.h"},
 }
 # Headers of the system; only its own side may include them.
-SYSTEM = re.compile(r"(arpa|linux|net|netinet|sys)/\w+\.h|(dirent|fcntl|poll|pthread|pwd|signal|spawn|unistd|errno|time)\.h")
+SYSTEM = re.compile(r"(arpa|linux|net|netinet|sys)/\w+\.h|(dirent|fcntl|malloc|poll|pthread|pwd|signal|spawn|unistd|errno|time)\.h")
 SYSTEM_SIDE = {"platform_linux", "linux_readers", "shell_linux"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)

@@ -11,6 +11,7 @@
 #include "core/NumberText.h"
 #include "monitoring/QtExecutor.h"
 #include "platform/linux/Buses.h"
+#include "platform/linux/FreedMemory.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/PrivateFile.h"
 #include "platform/linux/XdgDirectories.h"
@@ -33,6 +34,7 @@ void useNumberSymbolsOf(const QLocale& locale) {
 
 int main(int argc, char** argv) {
     keepNewFilesPrivate();
+    returnLargeBlocksAtOnce();
     std::signal(SIGPIPE, SIG_IGN);  // a log that nobody reads any more must not end the program
     const Arguments arguments = readArguments(argc, argv);
     if (arguments.exitCode) return *arguments.exitCode;

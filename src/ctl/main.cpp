@@ -7,6 +7,7 @@
 
 #include "core/Log.h"
 #include "core/NumberText.h"
+#include "ctl/AnomalyCommands.h"
 #include "ctl/Command.h"
 #include "ctl/DismissCommands.h"
 #include "ctl/IncidentList.h"
@@ -75,6 +76,7 @@ int main(int argc, char** argv) {
     ctl::addHistory(commands);
     ctl::addTrends(commands);
     ctl::addReport(commands);
+    ctl::addAnomalies(commands);
     ctl::addIncidents(commands);
     ctl::addIncident(commands);
     ctl::addReplay(commands);

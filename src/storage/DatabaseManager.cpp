@@ -157,7 +157,11 @@ bool DatabaseManager::finishStart() {
     sqlite3_exec(db_, "PRAGMA journal_mode = WAL;", nullptr, nullptr, nullptr);
     sqlite3_busy_timeout(db_, busyMilliseconds);
     isStartUnfinished_ = !bringSchemaUpToDate(db_) || !closeRowsLeftOpen(db_);
-    return !isStartUnfinished_;
+    if (isStartUnfinished_) return false;
+    // In KiB. A reading of many days goes through every page once, so keeping 2 MiB of them, as SQLite would,
+    // only takes memory for as long as the program runs. An insertion needs a few.
+    sqlite3_exec(db_, "PRAGMA cache_size = -256;", nullptr, nullptr, nullptr);
+    return true;
 }
 
 StoreState DatabaseManager::openForReading() {

@@ -59,7 +59,8 @@ INSTANTIATE_TEST_SUITE_P(Commands, ReadOnlyTest,
                          testing::Values("status", "status --json", "watch", "watch --json", "history",
                                          "history --json", "trends", "trends --json", "incidents",
                                          "incidents --json", "sessions", "sessions --json", "summary",
-                                         "summary --json", "report", "report --json"));
+                                         "summary --json", "report", "report --json", "anomalies",
+                                         "anomalies --json"));
 
 }  // namespace
 }  // namespace corvanta::test

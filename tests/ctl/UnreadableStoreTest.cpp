@@ -81,7 +81,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, UnreadableStoreTest,
                                          "trends --json", "sessions", "sessions --json", "export 1",
                                          "incident 7", "incident 7 --summary --json", "incidents",
                                          "incidents --json", "incident 7 --observations", "report",
-                                         "report --json"));
+                                         "report --json", "anomalies", "anomalies --json"));
 
 }  // namespace
 }  // namespace corvanta::test

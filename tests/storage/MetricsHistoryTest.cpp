@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "core/NumberText.h"
 #include "storage/DatabaseManager.h"
 #include "storage/StoreTestSupport.h"
 #include "support/CapturedLog.h"
@@ -277,6 +278,21 @@ TEST_F(MetricsHistory, metricValuesOfAnyOtherColumnAreEmptyAndRunNoStatement) {
     EXPECT_EQ(traced.fetchMetricValues("cpu_usage", 86400).size(), 1u);
     EXPECT_EQ(trace.take(),
               Rows{"SELECT cpu_usage FROM metrics_history WHERE timestamp >= ? ORDER BY timestamp ASC;"});
+}
+
+TEST_F(MetricsHistory, whatAWeekIsReadThroughDoesNotStayInMemory) {
+    test::StatementTrace trace;
+    const DatabaseManager reader(folder.file("history.sqlite"), clock);
+    sql.run(
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 60000) INSERT INTO "
+        "metrics_history (timestamp, cpu_usage) SELECT " +
+        integerText(storeNow) + " - i * 10, 20 FROM n;");
+    EXPECT_EQ(reader.fetchMetricValues("cpu_usage", 604800).size(), 60000u);
+    int used = 0;
+    int highest = 0;
+    sqlite3_db_status(test::StatementTrace::connection(), SQLITE_DBSTATUS_CACHE_USED, &used, &highest, 0);
+    EXPECT_GT(used, 0);
+    EXPECT_LT(used, 300 * 1024);
 }
 
 TEST_F(MetricsHistory, averageLeavesNullsOut) {

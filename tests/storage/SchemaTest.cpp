@@ -164,7 +164,8 @@ TEST_F(Schema, startRunsItsStatementsInOrderAndAltersNothingInANewFile) {
               "WHERE session_id = sessions.id), started_at ) WHERE ended_at IS NULL;",
               "UPDATE performance_incidents SET ended_at = MAX( started_at, COALESCE( "
               "recovery_started_at, (SELECT MAX(timestamp) FROM metrics_history), started_at ) ) "
-              "WHERE ended_at IS NULL;"}));
+              "WHERE ended_at IS NULL;",
+              "PRAGMA cache_size = -256;"}));
 }
 
 TEST_F(Schema, fileIsInWalModeWithForeignKeysOn) {
