@@ -20,16 +20,18 @@ class MonitorFixture : public testing::Test {
         monitor = std::make_unique<SystemMonitor>(
             machine.platform, settings, *target,
             [this](const Platform&) { return makeScriptedCollectors(script); });
+        QObject::connect(monitor.get(), &SystemMonitor::changed, monitor.get(), [this] { published = true; });
     }
 
     /// Lets one cycle run and be published; the first starts with the monitor.
     void cycle() {
+        published = false;
         if (!monitor) {
             start();
         } else {
             machine.waiter.release();
         }
-        ASSERT_TRUE(machine.executor.runNext());
+        while (!published) ASSERT_TRUE(machine.executor.runNext());
         ASSERT_TRUE(machine.waiter.awaitWaits(++cycles));
     }
 
@@ -40,6 +42,7 @@ class MonitorFixture : public testing::Test {
     PublishSink* target = &sink;  ///< what the monitor publishes to
     std::unique_ptr<SystemMonitor> monitor;
     std::size_t cycles = 0;
+    bool published = false;  ///< since the cycle began
 };
 
 }  // namespace corvanta::test

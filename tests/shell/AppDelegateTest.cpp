@@ -6,70 +6,26 @@
 #include <QApplication>
 #include <QTest>
 #include <QTimer>
-#include <QTimerEvent>
 #include <chrono>
-#include <memory>
 #include <vector>
 
-#include "monitoring/RecordingSink.h"
-#include "shell/OffscreenItem.h"
-#include "shell/ProgramSink.h"
+#include "reports/WeeklyReportEngine.h"
+#include "shell/DelegateFixture.h"
 #include "shell/StatusRowBuilder.h"
 #include "support/CapturedLog.h"
-#include "support/FakePlatform.h"
-#include "support/TempDirectory.h"
 
 namespace corvanta {
 namespace {
 
 constexpr int deadline = 20'000;  // milliseconds
 constexpr int noQuit = 99;
-constexpr std::uint64_t gigabyte = 1'073'741'824;
 
-/// The delegate on a machine made of fakes, past the first cycle of its monitor.
-class AppDelegateTest : public testing::Test {
+class AppDelegateTest : public test::DelegateFixture {
   protected:
-    AppDelegateTest() {
-        machine_.memoryCounters.reading.physicalMemory = 16 * gigabyte;
-        machine_.memoryCounters.reading.counters = VirtualMemoryCounters{.free = 4 * gigabyte,
-                                                                         .active = 6 * gigabyte,
-                                                                         .wired = 4 * gigabyte,
-                                                                         .purgeable = 0,
-                                                                         .compressed = 0,
-                                                                         .external = 2 * gigabyte};
-    }
-
-    /// The load of the next cycle, in percent of 100 ticks.
-    void queueLoad(std::uint64_t percent) {
-        ticks_.user += percent;
-        ticks_.idle += 100 - percent;
-        machine_.cpuTicks.queue.push_back(std::vector{ticks_});
-    }
-
-    void make(PublishSink& sink) {
-        queueLoad(0);
-        auto item = std::make_unique<OffscreenItem>();
-        item_ = item.get();
-        delegate_ =
-            std::make_unique<AppDelegate>(machine_.platform, settings_, database_, sink, std::move(item));
-    }
+    using DelegateFixture::launch;
     void launch() {
-        make(sink_);
-        finishCycle();
-        delegate_->applicationDidFinishLaunching();
+        launch(sink_);
         ASSERT_EQ(redraws(), 1);
-        ASSERT_TRUE(machine_.executor.runNext());  // the first look for peripherals
-    }
-
-    /// Waits for the cycle that runs and publishes it. Afterwards the monitor waits for its next one.
-    void finishCycle() {
-        ASSERT_TRUE(machine_.executor.runNext());
-        ASSERT_TRUE(machine_.waiter.awaitWaits(++cycles_));
-    }
-    void runCycle(std::uint64_t percent) {
-        queueLoad(percent);
-        machine_.waiter.release();
-        finishCycle();
     }
 
     void storeRowsOfAges(const std::vector<double>& ages) {
@@ -84,12 +40,6 @@ class AppDelegateTest : public testing::Test {
         for (const SystemSnapshot& row : database_.fetchHistory(10'000'000))
             ages.push_back(secondsSince1970(machine_.clock.now()) - static_cast<double>(row.timestamp));
         return ages;
-    }
-    QTimer* repeatingTimer() const {
-        for (QTimer* timer : delegate_->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)) {
-            if (!timer->isSingleShot()) return timer;
-        }
-        return nullptr;
     }
 
     int redraws() const { return item_->calls().setContent; }
@@ -107,17 +57,7 @@ class AppDelegateTest : public testing::Test {
         return QApplication::exec();
     }
 
-    test::TempDirectory directory_;
-    test::FakePlatform machine_;
-    AppSettings settings_{machine_.defaults, machine_.loginItem, machine_.clock, machine_.executor};
-    DatabaseManager database_{directory_.file("history.sqlite"), machine_.clock};
     test::RecordingSink sink_;
-    std::unique_ptr<AppDelegate> delegate_;
-    OffscreenItem* item_ = nullptr;
-
-  private:
-    CpuTicks ticks_;
-    std::size_t cycles_ = 0;
 };
 
 TEST_F(AppDelegateTest, samplingStartsAheadOfTheLaunch) {
@@ -132,7 +72,6 @@ TEST_F(AppDelegateTest, theLaunchShowsTheItemAtOnce) {
     delegate_->applicationDidFinishLaunching();
     EXPECT_EQ(redraws(), 1);
     EXPECT_EQ(item_->calls().setToolTip, 1);
-    ASSERT_TRUE(machine_.executor.runNext());  // the cycle's results or the peripherals
     finishCycle();
 }
 
@@ -290,22 +229,18 @@ TEST_F(AppDelegateTest, theLaunchPrunesTheStore) {
 TEST_F(AppDelegateTest, theStoreIsPrunedOnceADay) {
     launch();
     storeRowsOfAges({2592001.0, 2592000.0, 60.0});
-    QTimer* const daily = repeatingTimer();
+    QTimer* const daily = timerOf(std::chrono::hours(24));
     ASSERT_NE(daily, nullptr);
-    EXPECT_EQ(daily->intervalAsDuration(), std::chrono::hours(24));
-    ASSERT_TRUE(daily->isActive());
+    EXPECT_FALSE(daily->isSingleShot());
     for (const std::vector<double>& left : {std::vector{2592000.0, 60.0}, std::vector{86460.0}}) {
-        QTimerEvent event(daily->timerId());
-        QCoreApplication::sendEvent(daily, &event);
+        fire(daily);
         EXPECT_EQ(storedAges(), left);
         machine_.clock.advance(86400);
     }
 }
 
 TEST_F(AppDelegateTest, theProgramsSinkStoresARowAtMostEveryTenSeconds) {
-    IncidentDetector detector(database_, settings_);
-    ProgramSink sink(database_, detector);
-    make(sink);
+    make(services_.sink);
     finishCycle();
     EXPECT_EQ(database_.fetchHistory().size(), 1u);
     machine_.clock.advance(9.9);
@@ -329,6 +264,120 @@ TEST_F(AppDelegateTest, itEndsInTheMiddleOfACycle) {
     delegate_.reset();
     EXPECT_TRUE(sink_.calls.empty());
     EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(AppDelegateTest, theLaunchAsksForTheRightToNotify) {
+    launch();
+    EXPECT_EQ(machine_.notifications.authorizationRequests(), 1);
+}
+
+TEST_F(AppDelegateTest, withNotificationsOffNothingIsAskedUntilTheyAreOn) {
+    settings_.notificationsEnabled.set(false);
+    make(sink_);
+    finishCycle();
+    delegate_->applicationDidFinishLaunching();
+    EXPECT_EQ(machine_.notifications.authorizationRequests(), 0);
+    settings_.notificationsEnabled.set(false);
+    EXPECT_EQ(machine_.notifications.removals(), 0);  // no change
+    settings_.notificationsEnabled.set(true);
+    settings_.notificationsEnabled.set(true);
+    EXPECT_EQ(machine_.notifications.authorizationRequests(), 1);
+    settings_.notificationsEnabled.set(false);
+    EXPECT_EQ(machine_.notifications.removals(), 1);
+}
+
+TEST_F(AppDelegateTest, aClickOnANotificationTakesAFreshSample) {
+    launch();
+    for (const std::string key : {"battery_low", "weekly_report"}) {
+        queueLoad(60);
+        machine_.notifications.click("com.corvanta." + key);
+        ASSERT_TRUE(machine_.executor.runNext());
+        EXPECT_EQ(delegate_->monitor().cpuUsage(), 60);
+        queueLoad(10);
+        delegate_->activate();
+        ASSERT_TRUE(machine_.executor.runNext());
+    }
+}
+
+TEST_F(AppDelegateTest, aPeripheralsLowBatteryIsNotified) {
+    machine_.peripheralBatteries.services = {{.batteryPercent = 9, .product = "<b>Mouse</b>"}};
+    launch();
+    const auto requests = machine_.notifications.requests();
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests[0].body, "<b>Mouse</b> battery is at 9%. Charge it soon to avoid interruption.");
+}
+
+class WeeklyReportAnnouncementTest : public AppDelegateTest {
+  protected:
+    /// Thirty rows, the oldest of that age.
+    void storeWeek(double oldestAge = 86400) {
+        std::vector<double> ages;
+        for (int i = 0; i < 29; ++i) ages.push_back(i * 10.0);
+        ages.push_back(oldestAge);
+        storeRowsOfAges(ages);
+    }
+    std::vector<std::string> titles() const { return services_.titles(); }
+    std::optional<double> marked() const { return machine_.defaults.doubleValue("lastWeeklyReportAt"); }
+    double now() const { return secondsSince1970(machine_.clock.now()); }
+};
+
+TEST_F(WeeklyReportAnnouncementTest, thirtySecondsAfterTheLaunchAReportThatIsDueIsAnnounced) {
+    launch();
+    storeWeek();
+    QTimer* const first = timerOf(std::chrono::seconds(30));
+    ASSERT_NE(first, nullptr);
+    EXPECT_TRUE(first->isSingleShot());
+    EXPECT_EQ(marked(), std::nullopt);
+    fire(first);
+    EXPECT_EQ(marked(), now());
+    const auto requests = machine_.notifications.requests();
+    ASSERT_EQ(requests.size(), 1u);
+    const WeeklyReport report =
+        WeeklyReportEngine::generate(database_, machine_.clock, &delegate_->monitor());
+    EXPECT_EQ(requests[0].title, "Your Weekly Mac Health Report");
+    EXPECT_EQ(requests[0].body, report.headline + " Health score: " + std::to_string(report.healthScore) +
+                                    "/100. Tap to see the details.");
+}
+
+TEST_F(WeeklyReportAnnouncementTest, theDailyTimerAnnouncesTheNextOneAWeekLater) {
+    launch();
+    QTimer* const daily = timerOf(std::chrono::hours(24));
+    ASSERT_NE(daily, nullptr);
+    std::vector<int> days;
+    for (int day = 0; day < 17; ++day) {
+        storeWeek();
+        const std::size_t before = titles().size();
+        fire(daily);
+        if (titles().size() > before) days.push_back(day);
+        machine_.clock.advance(86400);
+    }
+    EXPECT_EQ(days, (std::vector{0, 7, 14}));
+}
+
+TEST_F(WeeklyReportAnnouncementTest, whatIsNotDueIsNeitherMarkedNorAnnounced) {
+    launch();
+    storeWeek(86399);
+    delegate_->checkWeeklyReport();
+    EXPECT_EQ(marked(), std::nullopt);
+    EXPECT_EQ(titles(), std::vector<std::string>{});
+}
+
+TEST_F(WeeklyReportAnnouncementTest, itIsMarkedAlsoWhenItCannotBeDelivered) {
+    launch();
+    storeWeek();
+    settings_.notificationsEnabled.set(false);
+    delegate_->checkWeeklyReport();
+    EXPECT_EQ(marked(), now());
+    EXPECT_EQ(titles(), std::vector<std::string>{});
+}
+
+TEST_F(WeeklyReportAnnouncementTest, aMarkInTheFutureHoldsTheNextOneBack) {
+    launch();
+    storeWeek();
+    machine_.defaults.set("lastWeeklyReportAt", now() + 1000);
+    delegate_->checkWeeklyReport();
+    EXPECT_EQ(titles(), std::vector<std::string>{});
+    EXPECT_EQ(marked(), now() + 1000);
 }
 
 }  // namespace

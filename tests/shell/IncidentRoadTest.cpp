@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "monitoring/MonitorFixture.h"
-#include "shell/ProgramSink.h"
+#include "shell/ProgramServices.h"
 #include "support/CapturedLog.h"
 #include "support/TempDirectory.h"
 
@@ -16,7 +16,7 @@ constexpr double interval = 2;  // seconds between two cycles
 class IncidentRoadTest : public test::MonitorFixture {
   protected:
     IncidentRoadTest() {
-        target = &programSink_;
+        target = &services_.sink;
         machine.clock.setNow(start_);
         script->level = MemoryPressureLevel::normal;
         ProcessDetail process;
@@ -32,6 +32,7 @@ class IncidentRoadTest : public test::MonitorFixture {
         for (; now_ < end; now_ += interval) {
             script->cpu = cpu;
             cycle();
+            ASSERT_TRUE(services_.awaitTrendCheck());
             machine.clock.advance(interval);
         }
     }
@@ -42,8 +43,7 @@ class IncidentRoadTest : public test::MonitorFixture {
     test::TempDirectory folder_;
     test::CapturedLog log_;
     DatabaseManager database_{folder_.file("history.sqlite"), machine.clock};
-    IncidentDetector detector_{database_, settings};
-    ProgramSink programSink_{database_, detector_};
+    test::ProgramServices services_{machine, settings, database_};
 };
 
 TEST_F(IncidentRoadTest, eightySecondsOfFullLoadAreAnIncidentThatEndsWithThem) {

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "shell/ProgramSink.h"
-
 #include <gtest/gtest.h>
 
 #include "monitoring/MonitorFixture.h"
+#include "shell/ProgramServices.h"
 #include "support/TempDirectory.h"
 
 namespace corvanta {
@@ -13,6 +12,7 @@ namespace {
 class ProgramSinkTest : public test::MonitorFixture {
   protected:
     ProgramSinkTest() {
+        target = &services.sink;
         script->cpu = 91;
         script->ram.estimatedPressurePercentage = 61;
         script->level = MemoryPressureLevel::critical;
@@ -29,18 +29,12 @@ class ProgramSinkTest : public test::MonitorFixture {
     /// Time passes, and a cycle is published.
     void publish() {
         machine.clock.advance(2);
-        if (monitor) return cycle();
-        monitor = std::make_unique<SystemMonitor>(
-            machine.platform, settings, programSink,
-            [this](const Platform&) { return makeScriptedCollectors(script); });
-        ASSERT_TRUE(machine.executor.runNext());
-        ASSERT_TRUE(machine.waiter.awaitWaits(++cycles));
+        cycle();
     }
 
     test::TempDirectory folder;
     DatabaseManager database{folder.file("history.sqlite"), machine.clock};
-    IncidentDetector detector{database, settings};
-    ProgramSink programSink{database, detector};
+    test::ProgramServices services{machine, settings, database};
 };
 
 TEST_F(ProgramSinkTest, everyCycleOfASessionWritesASampleAndNoOtherDoes) {
