@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "integration/CorvantaTest.h"
+#include "platform/MockUPower.h"
 #include "storage/StoreTestSupport.h"
-#include "support/MockService.h"
 #include "support/PrivateBus.h"
 
 namespace corvanta::test {
@@ -23,18 +23,16 @@ class PowerTest : public CorvantaTest {
 
 TEST_F(PowerTest, storesTheBatteryThatTheSystemsBusTellsOf) {
     const PrivateBus bus;
-    const QString path = QStringLiteral("/org/freedesktop/UPower");
-    const MockService upower(bus.address(), QStringLiteral("org.freedesktop.UPower"),
-                             QStringLiteral("upower"));
+    const MockUPower upower(bus.address());
     ASSERT_TRUE(upower.isOnBus()) << "python3-dbusmock is needed";
-    upower.mock(path, QStringLiteral("SetupDisplayDevice"),
+    upower.mock(upowerPath, QStringLiteral("SetupDisplayDevice"),
                 {2u, 1u, 63.5, 63.5, 100.0, 9.0, 0ll, 1800ll, true, QStringLiteral("battery"), 1u});
     user_.setVariable("DBUS_SYSTEM_BUS_ADDRESS", bus.address().toStdString());
     const auto program = start();
     ASSERT_TRUE(awaitRows(1));
     EXPECT_TRUE(awaitBattery("63|1"));
-    upower.setProperty(path + QStringLiteral("/devices/DisplayDevice"),
-                       QStringLiteral("org.freedesktop.UPower.Device"), QStringLiteral("Percentage"), 71.0);
+    upower.setProperty(MockUPower::pathOf(QStringLiteral("DisplayDevice")), upowerDeviceInterface,
+                       QStringLiteral("Percentage"), 71.0);
     EXPECT_TRUE(awaitBattery("71|1"));
     expectQuits(*program);
 }

@@ -5,12 +5,11 @@
 #include <stdlib.h>
 
 #include <QDBusError>
-#include <QDBusObjectPath>
-#include <QDBusVariant>
 #include <string>
 #include <utility>
 
 #include "MockBluez.h"
+#include "MockUPower.h"
 #include "OpenDescriptors.h"
 #include "monitoring/collectors/BluetoothGatherer.h"
 #include "platform/linux/CommandOutput.h"
@@ -27,50 +26,6 @@ using namespace std::chrono_literals;
 namespace {
 
 const QString mouse = QStringLiteral("11:22:33:44:55:66");
-const QString upowerName = QStringLiteral("org.freedesktop.UPower");
-const QString upowerPath = QStringLiteral("/org/freedesktop/UPower");
-const QString deviceInterface = QStringLiteral("org.freedesktop.UPower.Device");
-
-/// A mouse with half a charge.
-QVariantMap properties(const QVariantMap& others = {}) {
-    QVariantMap result = {{QStringLiteral("Type"), 5U},
-                          {QStringLiteral("PowerSupply"), false},
-                          {QStringLiteral("IsPresent"), true},
-                          {QStringLiteral("Model"), QStringLiteral("Mouse")},
-                          {QStringLiteral("NativePath"), QStringLiteral("hidpp_battery_0")},
-                          {QStringLiteral("Percentage"), 50.0},
-                          {QStringLiteral("BatteryLevel"), 1U}};
-    for (auto other = others.begin(); other != others.end(); ++other) result[other.key()] = other.value();
-    return result;
-}
-
-class MockUPower final : public MockService {
-  public:
-    explicit MockUPower(const QString& address)
-        : MockService(address, upowerName, QStringLiteral("upower")) {}
-
-    static QString pathOf(const QString& device) { return upowerPath + QStringLiteral("/devices/") + device; }
-
-    void add(const QString& device, const QVariantMap& properties) const {
-        mock(upowerPath, QStringLiteral("AddDischargingBattery"), {device, QStringLiteral("x"), 1.0, 1LL});
-        set(device, properties);
-        mock(upowerPath, QStringLiteral("EmitSignal"),
-             {upowerName, QStringLiteral("DeviceAdded"), QStringLiteral("o"),
-              QVariantList{QVariant::fromValue(QDBusObjectPath(pathOf(device)))}});
-    }
-    void set(const QString& device, const QVariantMap& properties) const {
-        // Those that are there already are refused.
-        for (auto property = properties.begin(); property != properties.end(); ++property) {
-            mock(pathOf(device), QStringLiteral("AddProperty"),
-                 {deviceInterface, property.key(), QVariant::fromValue(QDBusVariant(property.value()))});
-        }
-        mock(pathOf(device), QStringLiteral("UpdateProperties"), {deviceInterface, properties});
-    }
-    void remove(const QString& device) const {
-        mock(upowerPath, QStringLiteral("RemoveDevice"),
-             {QVariant::fromValue(QDBusObjectPath(pathOf(device)))});
-    }
-};
 
 class PeripheralBatteriesTest : public testing::Test {
   protected:
@@ -107,10 +62,10 @@ TEST(UPowerPeripheral, isADeviceThatDoesNotFeedTheMachine) {
     using UPower = UPowerPeripherals;
     for (const auto& [type, isOne] : std::vector<std::pair<unsigned, bool>>{
              {0, false}, {1, false}, {2, true}, {3, false}, {4, false}, {5, true}, {6, true}, {28, true}})
-        EXPECT_EQ(UPower::batteryOf(properties({{QStringLiteral("Type"), type}})).has_value(), isOne) << type;
-    EXPECT_FALSE(UPower::batteryOf(properties({{QStringLiteral("PowerSupply"), true}})));
-    EXPECT_FALSE(UPower::batteryOf(properties({{QStringLiteral("PowerSupply"), QStringLiteral("no")}})));
-    EXPECT_FALSE(UPower::batteryOf(properties({{QStringLiteral("IsPresent"), false}})));
+        EXPECT_EQ(UPower::batteryOf(peripheral({{QStringLiteral("Type"), type}})).has_value(), isOne) << type;
+    EXPECT_FALSE(UPower::batteryOf(peripheral({{QStringLiteral("PowerSupply"), true}})));
+    EXPECT_FALSE(UPower::batteryOf(peripheral({{QStringLiteral("PowerSupply"), QStringLiteral("no")}})));
+    EXPECT_FALSE(UPower::batteryOf(peripheral({{QStringLiteral("IsPresent"), false}})));
     EXPECT_FALSE(UPower::batteryOf({}));
 }
 
@@ -125,11 +80,11 @@ TEST(UPowerPeripheral, hasItsPercentageTruncatedIfItIsKnown) {
         {50U, 50},
         {QStringLiteral("50"), std::nullopt}};
     for (const auto& [percentage, level] : rows) {
-        const auto battery = UPower::batteryOf(properties({{QStringLiteral("Percentage"), percentage}}));
+        const auto battery = UPower::batteryOf(peripheral({{QStringLiteral("Percentage"), percentage}}));
         EXPECT_EQ(battery ? battery->battery.batteryPercent : std::nullopt, level);
     }
-    EXPECT_FALSE(UPower::batteryOf(properties({{QStringLiteral("BatteryLevel"), 0U}})));
-    EXPECT_TRUE(UPower::batteryOf(properties({{QStringLiteral("BatteryLevel"), 4U}})));
+    EXPECT_FALSE(UPower::batteryOf(peripheral({{QStringLiteral("BatteryLevel"), 0U}})));
+    EXPECT_TRUE(UPower::batteryOf(peripheral({{QStringLiteral("BatteryLevel"), 4U}})));
 }
 
 TEST(UPowerPeripheral, hasTheAddressOfItsPathOrElseOfItsSerialNumber) {
@@ -137,7 +92,7 @@ TEST(UPowerPeripheral, hasTheAddressOfItsPathOrElseOfItsSerialNumber) {
     const QString serial = QStringLiteral("Serial");
     const QString path = QStringLiteral("NativePath");
     const auto addressOf = [](const QVariantMap& others) {
-        return UPower::batteryOf(properties(others))->battery.address;
+        return UPower::batteryOf(peripheral(others))->battery.address;
     };
     EXPECT_EQ(addressOf({{serial, QStringLiteral("aa:bb:cc:dd:ee:ff")}}), "AA:BB:CC:DD:EE:FF");
     EXPECT_EQ(addressOf({{path, QStringLiteral("/org/bluez/hci0/dev_11_22_33_44_55_66")},
@@ -149,8 +104,8 @@ TEST(UPowerPeripheral, hasTheAddressOfItsPathOrElseOfItsSerialNumber) {
 
 TEST(UPowerPeripheral, hasNoNameWhereUPowerHasNone) {
     using UPower = UPowerPeripherals;
-    EXPECT_EQ(UPower::batteryOf(properties())->battery.product, "Mouse");
-    EXPECT_EQ(UPower::batteryOf(properties({{QStringLiteral("Model"), QString()}}))->battery.product,
+    EXPECT_EQ(UPower::batteryOf(peripheral())->battery.product, "Mouse");
+    EXPECT_EQ(UPower::batteryOf(peripheral({{QStringLiteral("Model"), QString()}}))->battery.product,
               std::nullopt);
 }
 
@@ -163,7 +118,7 @@ TEST_F(PeripheralBatteriesTest, peripheralsComeChangeAndLeave) {
     const MockUPower upower(bus.address());
     subscribe();
     EXPECT_EQ(services(), std::vector<PeripheralBattery>{});
-    upower.add(QStringLiteral("mouse"), properties());
+    upower.add(QStringLiteral("mouse"), peripheral());
     EXPECT_TRUE(awaitServices({{50, "Mouse"}}));
     upower.set(QStringLiteral("mouse"), {{QStringLiteral("Percentage"), 19.5}});
     EXPECT_TRUE(awaitServices({{19, "Mouse"}}));
@@ -175,7 +130,7 @@ TEST_F(PeripheralBatteriesTest, peripheralsComeChangeAndLeave) {
 TEST_F(PeripheralBatteriesTest, theMachinesOwnBatteryIsNoneAndItsChangesAreNoEvents) {
     const MockUPower upower(bus.address());
     upower.add(QStringLiteral("BAT0"), {{QStringLiteral("Percentage"), 80.0}});
-    upower.add(QStringLiteral("mouse"), properties());
+    upower.add(QStringLiteral("mouse"), peripheral());
     subscribe();
     EXPECT_TRUE(awaitServices({{50, "Mouse"}}));
     events = 0;
@@ -203,7 +158,7 @@ TEST_F(PeripheralBatteriesTest, aUPowerThatComesAndDiesIsNoticed) {
     subscribe();
     EXPECT_EQ(services(), std::vector<PeripheralBattery>{});
     auto upower = std::make_unique<MockUPower>(bus.address());
-    upower->add(QStringLiteral("mouse"), properties());
+    upower->add(QStringLiteral("mouse"), peripheral());
     EXPECT_TRUE(awaitServices({{50, "Mouse"}}));
     upower.reset();
     EXPECT_TRUE(awaitServices({}));
@@ -231,7 +186,7 @@ TEST_F(PeripheralBatteriesTest, aDeviceThatRefusesHidesNoOther) {
         }
         if (call.path() == QStringLiteral("/b") && isRefusing)
             return call.createErrorReply(QDBusError::UnknownObject, QStringLiteral("it has just left"));
-        return call.createReply(properties({{QStringLiteral("Model"), call.path()}}));
+        return call.createReply(peripheral({{QStringLiteral("Model"), call.path()}}));
     });
     subscribe();
     EXPECT_EQ(services(), (std::vector<PeripheralBattery>{{50, "/a"}, {50, "/c"}}));
@@ -251,7 +206,7 @@ TEST_F(PeripheralBatteriesTest, aBatteryThatUPowerToldOfIsNotReadAgain) {
         supply(name, "model_name", name);
     }
     const MockUPower upower(bus.address());
-    upower.add(QStringLiteral("mouse"), properties());
+    upower.add(QStringLiteral("mouse"), peripheral());
     EXPECT_EQ(services(), (std::vector<PeripheralBattery>{{50, "Mouse"}}));
     EXPECT_EQ(drivers(), (std::vector<PeripheralBattery>{{70, "hidpp_battery_1"}}));
     upower.remove(QStringLiteral("mouse"));
