@@ -2,18 +2,23 @@
 #include "alerts/AlertBanner.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <utility>
+#include <variant>
 
 #include "core/NumberText.h"
+#include "core/UsageRank.h"
 #include "monitoring/collectors/ProcessControl.h"
 
 namespace corvanta {
 namespace {
 
 constexpr std::int32_t noSignal = 0;  // only asks whether one could be sent
+
+// Each costs a few calls into the system, and another user may run thousands of one name.
+constexpr std::size_t mostAttempts = 16;
 
 }  // namespace
 
@@ -26,18 +31,22 @@ std::optional<AlertStopTarget> killableAlertProcess(const std::optional<std::str
                                                     const std::vector<ProcessDetail>& allProcesses,
                                                     ProcessSignaller& signaller) {
     if (!alertProcess) return std::nullopt;
+    const std::int64_t own = signaller.ownProcessID();
     std::vector<const ProcessDetail*> candidates;
     for (const ProcessDetail& process : allProcesses) {
         if (process.name != *alertProcess || process.id > std::numeric_limits<std::int32_t>::max()) continue;
-        if (ProcessControl::canSignal(process.id, process.name, signaller.ownProcessID()))
-            candidates.push_back(&process);
+        if (ProcessControl::canSignal(process.id, process.name, own)) candidates.push_back(&process);
     }
-    const auto rank = [](const ProcessDetail* p) { return std::isnan(p->cpuUsage) ? 0.0 : p->cpuUsage; };
     std::stable_sort(candidates.begin(), candidates.end(),
-                     [&rank](const ProcessDetail* a, const ProcessDetail* b) { return rank(a) > rank(b); });
+                     [](const ProcessDetail* a, const ProcessDetail* b) {
+                         return usageRank(a->cpuUsage) > usageRank(b->cpuUsage);
+                     });
+    if (candidates.size() > mostAttempts) candidates.resize(mostAttempts);
     for (const ProcessDetail* candidate : candidates) {
         auto process = signaller.hold(candidate->id);
-        if (process->send(noSignal) == 0) return AlertStopTarget(std::move(process), candidate->name);
+        const auto outcome = ProcessControl::send(noSignal, *process, candidate->name, own);
+        if (std::holds_alternative<ProcessControl::Signalled>(outcome))
+            return AlertStopTarget(std::move(process), candidate->name);
     }
     return std::nullopt;
 }

@@ -35,8 +35,8 @@ struct AlertBanner {
     std::string dismissHelp = "Dismiss alert";
 };
 
-/// Of the processes of the alert's name the busiest that may be signalled and still runs; equally busy ones
-/// keep their order.
+/// Of the processes of the alert's name the busiest that may be signalled and still runs under that name;
+/// equally busy ones keep their order. Of very many only the first are tried.
 std::optional<AlertStopTarget> killableAlertProcess(const std::optional<std::string>& alertProcess,
                                                     const std::vector<ProcessDetail>& allProcesses,
                                                     ProcessSignaller& signaller);

@@ -1,22 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "alerts/NotificationManager.h"
 
+#include <QThread>
 #include <cstdlib>
 
 #include "core/Log.h"
 
 namespace corvanta {
 namespace {
-
-InterruptionLevel interruptionLevel(NotificationLevel level) {
-    switch (level) {
-        case NotificationLevel::active:
-            return InterruptionLevel::active;
-        case NotificationLevel::timeSensitive:
-            return InterruptionLevel::timeSensitive;
-    }
-    std::abort();
-}
 
 void logAuthorization(const NotificationAuthorization& answer) {
     if (answer.error) {
@@ -34,6 +25,7 @@ NotificationManager::NotificationManager(NotificationService& centre, const AppS
     : centre_(centre), settings_(settings), clock_(clock) {}
 
 void NotificationManager::requestAuthorization() {
+    Q_ASSERT(thread() == QThread::currentThread());
     if (!settings_.notificationsEnabled()) return;
     if (!clicks_) {
         clicks_ = centre_.subscribe([this](const std::string& identifier) {
@@ -48,6 +40,7 @@ void NotificationManager::requestAuthorization() {
 }
 
 void NotificationManager::notificationsPreferenceDidChange(bool enabled) {
+    Q_ASSERT(thread() == QThread::currentThread());
     if (enabled) {
         requestAuthorization();
     } else {
@@ -126,6 +119,7 @@ bool NotificationManager::isSwitchedOn(NotificationCategory category) const {
 }
 
 bool NotificationManager::reserveNotification(const std::string& type, NotificationCategory category) {
+    Q_ASSERT(thread() == QThread::currentThread());
     if (!settings_.notificationsEnabled()) return false;
     if (!isSwitchedOn(category)) return false;
     if (isSnoozable(category) && settings_.performanceAlertsAreSnoozed()) return false;
@@ -134,10 +128,11 @@ bool NotificationManager::reserveNotification(const std::string& type, Notificat
 
 void NotificationManager::deliver(const NotificationContent& content, const std::string& type,
                                   const std::string& complaint) {
+    Q_ASSERT(thread() == QThread::currentThread());
     centre_.deliver({.identifier = notificationIdentifier(type),
                      .title = content.title,
                      .body = content.body,
-                     .interruptionLevel = interruptionLevel(content.level)},
+                     .interruptionLevel = content.level},
                     [complaint](const std::optional<std::string>& error) {
                         if (error) logLine(complaint + *error);
                     });

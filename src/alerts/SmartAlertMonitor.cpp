@@ -12,9 +12,6 @@
 namespace corvanta {
 namespace {
 
-// A disk that hangs must not keep the program from quitting.
-constexpr auto closingTime = std::chrono::seconds(2);
-
 /// The one of the highest score, of equal ones the first.
 std::optional<Anomaly> strongest(const std::vector<Anomaly>& anomalies) {
     const auto found = std::max_element(anomalies.begin(), anomalies.end(),
@@ -33,7 +30,7 @@ SmartAlertMonitor::SmartAlertMonitor(NotificationManager& notifications, Anomaly
       tasks_(threadSetup) {}
 
 SmartAlertMonitor::~SmartAlertMonitor() {
-    tasks_.waitForAll(closingTime);
+    tasks_.waitForAll();
 }
 
 void SmartAlertMonitor::checkSystemState(double cpuUsage, MemoryPressureLevel memoryPressure,
@@ -42,7 +39,7 @@ void SmartAlertMonitor::checkSystemState(double cpuUsage, MemoryPressureLevel me
                                          const std::vector<ProcessDetail>& allProcesses) {
     Q_ASSERT(thread() == QThread::currentThread());
     const Instant now = clock_.now();
-    const bool isCpuHigh = cpuUsage >= cpuThreshold;  // not-a-number is not high
+    const bool isCpuHigh = cpuUsage >= cpuThreshold;  // a reading that is no number proves no load
     const bool isMemoryCritical = memoryPressure == MemoryPressureLevel::critical;
     if (!isCpuHigh) highCpuStartTime_.reset();
     if (!isMemoryCritical) highRamStartTime_.reset();

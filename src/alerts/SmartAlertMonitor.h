@@ -35,7 +35,8 @@ class SmartAlertMonitor final : public QObject {
     static constexpr double trendAlertInterval = 3600.0;    ///< seconds from one anomaly's alert to the next
     static constexpr double severeScore = 6.0;              ///< of an anomaly; above it the alert is red
 
-    /// All outlive the monitor; the detector and the executor also a check that hangs while the monitor goes.
+    /// All outlive the monitor. All but the notifications also outlive a look through the history that hangs
+    /// while the monitor goes.
     SmartAlertMonitor(NotificationManager& notifications, AnomalyDetector& detector, const Clock& clock,
                       Executor& mainExecutor, ThreadSetup& threadSetup);
     /// Waits for a check that runs, but not for one that hangs.

@@ -75,7 +75,7 @@ int main(int argc, char** argv) {
     SmartAlertMonitor alerts(notifications, AnomalyDetector::shared(), ports.clock, executor,
                              ports.threadSetup);
     ProgramSink sink(database, IncidentDetector::shared(), notifications, alerts);
-    AppDelegate delegate(ports, settings, database, notifications, sink, makeStatusItem());
+    AppDelegate delegate(ports, settings, database, notifications, alerts, sink, makeStatusItem());
     TerminationSignals signals;
     QObject::connect(&signals, &TerminationSignals::terminationRequested, &delegate, &AppDelegate::quitApp);
     QObject::connect(&instance, &SingleInstance::activated, &delegate, &AppDelegate::activate);

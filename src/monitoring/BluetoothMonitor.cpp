@@ -10,9 +10,6 @@
 namespace corvanta {
 namespace {
 
-// A source that hangs must not keep the program from quitting.
-constexpr auto closingTime = std::chrono::seconds(2);
-
 void sortByName(std::vector<BluetoothDevice>& devices) {
     // A process's first collator loads large tables, which most machines can do without.
     if (devices.size() < 2) return;
@@ -49,7 +46,7 @@ BluetoothMonitor::BluetoothMonitor(const Platform& platform, AppSettings& settin
 
 BluetoothMonitor::~BluetoothMonitor() {
     workQueue_.cancelAll();
-    workQueue_.waitForAll(closingTime);
+    workQueue_.waitForAll();
 }
 
 void BluetoothMonitor::refresh() {

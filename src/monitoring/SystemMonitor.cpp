@@ -3,11 +3,11 @@
 
 #include <QThread>
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "core/HistoryRing.h"
 #include "core/TextForms.h"
+#include "core/UsageRank.h"
 
 namespace corvanta {
 namespace {
@@ -22,8 +22,7 @@ std::vector<ProcessDetail> topList(const std::vector<ProcessDetail>& processes,
                    [](const ProcessDetail& p) { return &p; });
     const auto middle =
         order.begin() + static_cast<std::ptrdiff_t>(std::min(order.size(), SystemMonitor::topListLength));
-    // Not-a-number ranks as 0: it would break the order that the sort relies on.
-    const auto rank = [value](const ProcessDetail* p) { return std::isnan(p->*value) ? 0.0 : p->*value; };
+    const auto rank = [value](const ProcessDetail* p) { return usageRank(p->*value); };
     std::partial_sort(order.begin(), middle, order.end(),
                       [&](const ProcessDetail* a, const ProcessDetail* b) {
                           return rank(a) != rank(b) ? rank(a) > rank(b) : a < b;

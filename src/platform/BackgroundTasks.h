@@ -24,34 +24,49 @@ class BackgroundTasks {
   public:
     using Body = std::function<void(const std::stop_token&)>;
 
+    /// How long an owner that goes waits for its tasks: what hangs must not keep the program from quitting.
+    static constexpr std::chrono::seconds closingTime{2};
+
     explicit BackgroundTasks(ThreadSetup& threadSetup);
 
     /// Starts a task; requesting stop on what is returned cancels it. Where the system refuses a thread the
     /// task does not run and one line is logged.
     std::stop_source start(std::string label, Body body);
 
-    /// Starts a task that has a result, and calls `finish` with it on the executor's thread. In any case it
-    /// is called once: where the task did not run, without a result.
+    /// Starts a task that has a result, and calls `finish` once on the executor's thread: with the result,
+    /// or without one where the task did not run.
     template <class Result>
     std::stop_source compute(std::string label, std::function<Result(const std::stop_token&)> work,
                              Executor& executor, std::function<void(std::optional<Result>)> finish) {
-        // Handed over when the last to know of the work forgets it.
-        const auto handOver = [&executor, finish = std::move(finish)](std::optional<Result>* result) {
-            executor.post([finish, result = std::move(*result)]() mutable { finish(std::move(result)); });
-            delete result;
-        };
-        return start(std::move(label),
-                     [work = std::move(work),
-                      result = std::shared_ptr<std::optional<Result>>(new std::optional<Result>, handOver)](
-                         const std::stop_token& stop) { *result = work(stop); });
+        auto outcome = std::make_shared<Outcome<Result>>(executor, std::move(finish));
+        return start(std::move(label), [work = std::move(work), outcome = std::move(outcome)](
+                                           const std::stop_token& stop) { outcome->result = work(stop); });
     }
 
     void cancelAll();
 
     /// True when all tasks have ended within the time.
-    bool waitForAll(std::chrono::milliseconds time);
+    bool waitForAll(std::chrono::milliseconds time = closingTime);
 
   private:
+    /// Is handed over when it goes: with the task, whether that has run or not.
+    template <class Result>
+    struct Outcome {
+        Outcome(Executor& to, std::function<void(std::optional<Result>)> with)
+            : executor(to), finish(std::move(with)) {}
+        ~Outcome() {
+            executor.post([finish = std::move(finish), result = std::move(result)]() mutable {
+                finish(std::move(result));
+            });
+        }
+        Outcome(const Outcome&) = delete;
+        Outcome& operator=(const Outcome&) = delete;
+
+        Executor& executor;
+        std::function<void(std::optional<Result>)> finish;
+        std::optional<Result> result;
+    };
+
     struct Running {
         Mutex mutex;
         Condition ended;

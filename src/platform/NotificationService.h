@@ -6,15 +6,10 @@
 #include <optional>
 #include <string>
 
+#include "core/InterruptionLevel.h"
 #include "platform/Subscription.h"
 
 namespace corvanta {
-
-/// How far a notification may interrupt the user.
-enum class InterruptionLevel {
-    active,         ///< shown for a while
-    timeSensitive,  ///< shown until the user has seen to it, where the system can do that
-};
 
 /// One notification. Its texts are plain: whatever stands in them is shown as it is.
 struct NotificationRequest {

@@ -23,15 +23,17 @@ constexpr double menuSymbolSize = 16;
 }  // namespace
 
 AppDelegate::AppDelegate(const Platform& platform, AppSettings& settings, DatabaseManager& database,
-                         NotificationManager& notifications, PublishSink& sink,
+                         NotificationManager& notifications, SmartAlertMonitor& alerts, PublishSink& sink,
                          std::unique_ptr<StatusItem> statusItem)
     : platform_(platform),
       settings_(settings),
       database_(database),
       notifications_(notifications),
+      alerts_(alerts),
       monitor_(platform, settings, sink),
       bluetoothAlerts_(notifications),
-      statusItem_(std::move(statusItem)) {}
+      statusItem_(std::move(statusItem)),
+      alertMenu_(menu_, alerts, monitor_, platform.processSignaller) {}
 
 void AppDelegate::applicationDidFinishLaunching() {
     notifications_.requestAuthorization();
@@ -71,6 +73,11 @@ void AppDelegate::activate() {
     monitor_.refreshRateLimitedMetrics();
 }
 
+void AppDelegate::showAlert() {
+    activate();
+    if (alerts_.activeAlertMessage()) statusItem_->popUpMenu(&menu_);
+}
+
 void AppDelegate::quitApp() {
     QCoreApplication::quit();
 }
@@ -97,7 +104,7 @@ void AppDelegate::installSubscriptions() {
 
 void AppDelegate::installNotificationSubscriptions() {
     connect(&notifications_, &NotificationManager::weeklyReportClicked, this, &AppDelegate::activate);
-    connect(&notifications_, &NotificationManager::alertClicked, this, &AppDelegate::activate);
+    connect(&notifications_, &NotificationManager::alertClicked, this, &AppDelegate::showAlert);
     settings_.notificationsEnabled.onChange(
         this, [this, last = settings_.notificationsEnabled()](const bool& enabled) mutable {
             if (enabled == last) return;

@@ -8,11 +8,13 @@
 #include <optional>
 
 #include "alerts/NotificationManager.h"
+#include "alerts/SmartAlertMonitor.h"
 #include "monitoring/BluetoothMonitor.h"
 #include "monitoring/PublishSink.h"
 #include "monitoring/SystemMonitor.h"
 #include "platform/Platform.h"
 #include "settings/AppSettings.h"
+#include "shell/AlertMenu.h"
 #include "shell/BluetoothNotifications.h"
 #include "shell/StatusItem.h"
 #include "storage/DatabaseManager.h"
@@ -28,7 +30,7 @@ class AppDelegate final : public QObject {
 
   public:
     AppDelegate(const Platform& platform, AppSettings& settings, DatabaseManager& database,
-                NotificationManager& notifications, PublishSink& sink,
+                NotificationManager& notifications, SmartAlertMonitor& alerts, PublishSink& sink,
                 std::unique_ptr<StatusItem> statusItem);
 
     /// Prunes the store, now and once a day, sees to the weekly report, and brings the status item up.
@@ -37,8 +39,10 @@ class AppDelegate final : public QObject {
     /// Announces a weekly report if one is due.
     void checkWeeklyReport();
 
-    /// Another start of the program asked this one to show itself.
+    /// The user wants to see the program: by a click, or by starting it once more.
     void activate();
+    /// The user wants to see what a notification was about: the alert, if there still is one.
+    void showAlert();
 
     void quitApp();
 
@@ -57,11 +61,13 @@ class AppDelegate final : public QObject {
     AppSettings& settings_;
     DatabaseManager& database_;
     NotificationManager& notifications_;
+    SmartAlertMonitor& alerts_;
     SystemMonitor monitor_;
     BluetoothNotifications bluetoothAlerts_;
     std::optional<BluetoothMonitor> bluetoothMonitor_;
     std::unique_ptr<StatusItem> statusItem_;
     QMenu menu_;
+    AlertMenu alertMenu_;
     QTimer dailyHeartbeatTimer_{this};
     QTimer firstReportTimer_{this};
     QTimer titleUpdateTimer_{this};  // a burst of changes becomes one redraw

@@ -97,6 +97,23 @@ TEST_F(AlertBannerTest, theBusiestOfTheNameIsStoppedAndOfEqualOnesTheFirst) {
     EXPECT_EQ(target(), 71);
 }
 
+TEST_F(AlertBannerTest, aProcessThatHasAnotherNameByNowIsPassedOver) {
+    add(71, "web", 90);
+    add(72, "web", 30);
+    raise();
+    machine.processSignaller.start(71, "other");
+    EXPECT_EQ(target(), 72);
+}
+
+TEST_F(AlertBannerTest, ofVeryManyProcessesOnlyAFewAreTried) {
+    for (int i = 0; i < 10'000; ++i) add(1000 + i, "web", 30);
+    raise();
+    machine.processSignaller.error = 1;
+    machine.processSignaller.holds = 0;
+    EXPECT_EQ(target(), 0);
+    EXPECT_LE(machine.processSignaller.holds, 16);
+}
+
 TEST_F(AlertBannerTest, theActionGoesWithTheLastProcess) {
     add(71, "web", 30);
     raise();

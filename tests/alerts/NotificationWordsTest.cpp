@@ -13,14 +13,14 @@ namespace {
 
 using namespace notification;
 using Category = NotificationCategory;
-constexpr auto active = NotificationLevel::active;
-constexpr auto timeSensitive = NotificationLevel::timeSensitive;
+constexpr auto active = InterruptionLevel::active;
+constexpr auto timeSensitive = InterruptionLevel::timeSensitive;
 
 struct Expected {
     std::string key;
     std::string title;
     std::string body;
-    NotificationLevel level;
+    InterruptionLevel level;
 };
 
 template <class Notification>
@@ -149,8 +149,9 @@ TEST(NotificationWords, identifiersAreTheKeysWithinTheProgramsName) {
     EXPECT_EQ(notificationIdentifier(WeeklyReport{}.key()), "com.corvanta.weekly_report");
 }
 
-TEST(NotificationWords, aClickOnTheWeeklyReportAloneLeadsToIt) {
+TEST(NotificationWords, anIdentifierThatContainsTheReportsKeyLeadsToIt) {
     EXPECT_TRUE(leadsToWeeklyReport("com.corvanta.weekly_report"));
+    EXPECT_TRUE(leadsToWeeklyReport("com.corvanta.weekly_report_2"));
     EXPECT_FALSE(leadsToWeeklyReport("com.corvanta.battery_low"));
     EXPECT_FALSE(leadsToWeeklyReport(""));
 }

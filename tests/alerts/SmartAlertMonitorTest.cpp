@@ -31,10 +31,11 @@ class SmartAlertMonitorTest : public testing::Test {
   protected:
     SmartAlertMonitorTest() { settings.notifyCooldownMinutes.set(0); }
 
-    /// One sample, of the processes as they are now.
+    /// One sample, of the processes as they are now: the first leads the processor, the last the memory.
     void sample(double cpu, MemoryPressureLevel level = MemoryPressureLevel::normal) {
-        const ProcessDetail* first = processes.empty() ? nullptr : &processes.front();
-        monitor.checkSystemState(cpu, level, first, first, processes);
+        const ProcessDetail* busiest = processes.empty() ? nullptr : &processes.front();
+        const ProcessDetail* largest = processes.empty() ? nullptr : &processes.back();
+        monitor.checkSystemState(cpu, level, busiest, largest, processes);
         ASSERT_TRUE(services.awaitTrendCheck());
         machine.clock.advance(interval);
     }
@@ -54,7 +55,8 @@ class SmartAlertMonitorTest : public testing::Test {
     DatabaseManager database{folder.file("history.sqlite"), machine.clock};
     test::AlertServices services{machine, settings, database};
     SmartAlertMonitor& monitor = services.monitor;
-    std::vector<ProcessDetail> processes = {process(71, "compiler", 380.04, 12.25)};
+    std::vector<ProcessDetail> processes = {process(71, "compiler", 380.04, 3),
+                                            process(72, "editor", 20, 12.25)};
 };
 
 TEST_F(SmartAlertMonitorTest, atFirstNothingIsActive) {
@@ -100,18 +102,17 @@ TEST_F(SmartAlertMonitorTest, aMinuteOfEightyFivePercentRaisesAnAlert) {
 TEST_F(SmartAlertMonitorTest, aMinuteOfCriticalMemoryRaisesAnAlert) {
     minute(12.4, MemoryPressureLevel::critical);
     EXPECT_EQ(monitor.activeAlertTitle(), "Critical memory pressure detected");
-    EXPECT_EQ(
-        monitor.activeAlertMessage(),
-        "macOS reported critical memory pressure for one minute. compiler was the largest contributor.");
+    EXPECT_EQ(monitor.activeAlertMessage(),
+              "macOS reported critical memory pressure for one minute. editor was the largest contributor.");
     EXPECT_EQ(monitor.activeAlertIcon(), "memorychip");
     EXPECT_EQ(monitor.activeAlertColor(), ColorRole::purple);
-    EXPECT_EQ(monitor.activeAlertProcess(), "compiler");
+    EXPECT_EQ(monitor.activeAlertProcess(), "editor");
     EXPECT_EQ(monitor.activeAlertDestination(), SmartAlertDestination::aiExplanation);
     EXPECT_EQ(monitor.activeAlertAIContext()->reason, "RAM");
     EXPECT_NE(monitor.activeAlertAIContext()->usageContext.find("top_instance_memory_percent=12.2"),
               std::string::npos)
         << monitor.activeAlertAIContext()->usageContext;
-    EXPECT_EQ(services.titles(), (Titles{"High RAM Alert: compiler"}));
+    EXPECT_EQ(services.titles(), (Titles{"High RAM Alert: editor"}));
 }
 
 TEST_F(SmartAlertMonitorTest, oneSampleBelowTheThresholdBeginsTheRunAnew) {
@@ -189,7 +190,7 @@ TEST_F(SmartAlertMonitorTest, memoryThatStaysCriticalAlertsAtOnceAfterTheDismiss
     samples(30, 100, MemoryPressureLevel::critical);
     monitor.dismissAlert();
     sample(100, MemoryPressureLevel::critical);
-    EXPECT_EQ(services.titles(), (Titles{"High CPU Alert: compiler", "High RAM Alert: compiler"}));
+    EXPECT_EQ(services.titles(), (Titles{"High CPU Alert: compiler", "High RAM Alert: editor"}));
 }
 
 TEST_F(SmartAlertMonitorTest, memoryThatRecoversMeanwhileBeginsAnew) {
@@ -211,6 +212,15 @@ TEST_F(SmartAlertMonitorTest, withoutAProcessTheAlertWaitsForOne) {
     processes = present;
     sample(85);
     EXPECT_TRUE(isActive());
+}
+
+TEST_F(SmartAlertMonitorTest, memoryAlertsWhereTheProcessorLacksAProcess) {
+    for (int i = 0; i <= 30; ++i) {
+        monitor.checkSystemState(100, MemoryPressureLevel::critical, nullptr, &processes.back(), processes);
+        machine.clock.advance(interval);
+        ASSERT_TRUE(services.awaitTrendCheck());
+    }
+    EXPECT_EQ(services.titles(), (Titles{"High RAM Alert: editor"}));
 }
 
 TEST_F(SmartAlertMonitorTest, severalProcessesOfTheNameAreCounted) {
@@ -285,7 +295,7 @@ TEST_F(SmartAlertMonitorTest, itTellsOfEachChangeOnce) {
     EXPECT_EQ(changes, 2);
 }
 
-TEST_F(SmartAlertMonitorTest, onlyTheStepsUpToHeatAreTold) {
+TEST_F(SmartAlertMonitorTest, eachArrivalInSeriousAndCriticalHeatIsTold) {
     for (const std::string state : {"Nominal", "Fair", "Serious", "Serious", "Critical", "Fair", "Critical",
                                     "Serious", "Nominal", "Unknown"})
         monitor.checkThermalState(state);

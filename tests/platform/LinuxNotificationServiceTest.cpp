@@ -204,7 +204,7 @@ TEST_F(LinuxNotificationServiceTest, onlyTheServerItselfCanTellOfAClick) {
     EXPECT_TRUE(clicks.empty());
 }
 
-TEST_F(LinuxNotificationServiceTest, anActivationTokenOfAShownNotificationStandsInTheEnvironment) {
+TEST_F(LinuxNotificationServiceTest, anActivationTokenStandsInTheEnvironmentForItsClickAlone) {
     const auto restore = qScopeGuard([] { qunsetenv("XDG_ACTIVATION_TOKEN"); });
     const QString activationToken = QStringLiteral("ActivationToken");
     QByteArray seen;
@@ -217,6 +217,9 @@ TEST_F(LinuxNotificationServiceTest, anActivationTokenOfAShownNotificationStands
     server->emitSignal(activationToken, {1U, QStringLiteral("token-1")});
     server->invoke(1);
     EXPECT_TRUE(eventually([&] { return seen == "token-1"; }));
+    EXPECT_FALSE(qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN"));
+    server->invoke(1);
+    EXPECT_TRUE(eventually([&] { return seen.isEmpty(); }));
 }
 
 TEST_F(LinuxNotificationServiceTest, actionsAreOfferedOnlyToAServerThatHasThem) {
@@ -241,6 +244,7 @@ TEST_F(LinuxNotificationServiceTest, aNameIsNeverMarkup) {
         {"\xc2\x85 \xc3\xa9 \xf0\x9f\x94\x8b", QStringLiteral("  é 🔋"), QStringLiteral("  é 🔋")},
         {"\xff\xed\xa0\x80<", QStringLiteral("\ufffd\ufffd\ufffd\ufffd&lt;"),
          QStringLiteral("\ufffd\ufffd\ufffd\ufffd<")},
+        {"\u202eabc\u2066", QStringLiteral(" abc "), QStringLiteral(" abc ")},
         {"", QString(), QString()},
     };
     for (const bool hasMarkup : {true, false}) {
@@ -417,6 +421,23 @@ TEST_F(LinuxNotificationServiceTest, removingWhatIsPendingForgetsWhatStillWaits)
     EXPECT_EQ(errors.at(1), std::nullopt);
     EXPECT_EQ(server->notifications().size(), 1U);
     EXPECT_EQ(errors.size(), 2U);
+}
+
+TEST_F(LinuxNotificationServiceTest,
+       removingWhatIsPendingForgetsAlsoTheOneForWhichTheServerIsAskedWhatItCanDo) {
+    server->silence(getCapabilities);
+    send("a");
+    send("b");
+    ASSERT_TRUE(eventually([&] { return server->calls(getCapabilities).size() == 1; }));
+    service->removeAllPending();
+    sendRequest({.identifier = "c", .title = "c"});
+    server->leave();
+    restartServer();
+    ASSERT_TRUE(awaitAnswers(1));
+    EXPECT_EQ(errors.at(0), std::nullopt);
+    ASSERT_EQ(server->notifications().size(), 1U);
+    EXPECT_EQ(server->lastArgument(titleIndex).toString(), QStringLiteral("c"));
+    EXPECT_EQ(errors.size(), 1U);
 }
 
 TEST_F(LinuxNotificationServiceTest, deliveriesKeepTheirOrder) {

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <vector>
 
+#include "monitoring/collectors/ProcessControl.h"
 #include "reports/WeeklyReportEngine.h"
 #include "shell/DelegateFixture.h"
 #include "shell/StatusRowBuilder.h"
@@ -299,6 +300,81 @@ TEST_F(AppDelegateTest, aClickOnANotificationTakesAFreshSample) {
     }
 }
 
+class AlertMenuTest : public AppDelegateTest {
+  protected:
+    /// A load of a minute by one process, which is then the alert.
+    void raise(const std::string& name = "R&D <b>\n") {
+        launch(services_.sink);
+        machine_.processes.queue = {std::vector<ListedProcess>{{71, name, ProcessUsage{}}}};
+        machine_.processSignaller.start(71, name);
+        machine_.clock.advance(10);
+        runCycle(100);
+        machine_.clock.advance(60);
+        runCycle(100);
+        ASSERT_TRUE(services_.monitor.activeAlertMessage().has_value());
+    }
+    QStringList rows() {
+        Q_EMIT delegate_->menu().aboutToShow();
+        QStringList rows;
+        for (const QAction* action : delegate_->menu().actions())
+            rows.append(action->isSeparator() ? QStringLiteral("-") : action->text());
+        return rows;
+    }
+    QAction* row(int index) { return delegate_->menu().actions().value(index); }
+};
+
+TEST_F(AlertMenuTest, withoutAnAlertTheMenuHasNone) {
+    launch(services_.sink);
+    EXPECT_EQ(rows(), (QStringList{QStringLiteral("Quit Corvanta")}));
+}
+
+TEST_F(AlertMenuTest, theAlertStandsOnTopInPlainText) {
+    raise();
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(
+            rows(),
+            (QStringList{QStringLiteral("High CPU detected"),
+                         QStringLiteral("System CPU reached 100%. R&&D <b>  led the sustained load."),
+                         QStringLiteral("Ask R&&D <b>  (PID 71) to quit"), QStringLiteral("Dismiss alert"),
+                         QStringLiteral("-"), QStringLiteral("Quit Corvanta")}));
+    }
+    EXPECT_FALSE(row(0)->isEnabled());
+    EXPECT_FALSE(row(1)->isEnabled());
+}
+
+TEST_F(AlertMenuTest, aDismissalThereLetsTheNextAlertCome) {
+    raise();
+    rows();
+    row(3)->trigger();
+    EXPECT_EQ(services_.monitor.activeAlertMessage(), std::nullopt);
+    EXPECT_EQ(rows(), (QStringList{QStringLiteral("Quit Corvanta")}));
+    machine_.clock.advance(400);
+    runCycle(100);
+    machine_.clock.advance(60);
+    runCycle(100);
+    EXPECT_TRUE(services_.monitor.activeAlertMessage().has_value());
+    EXPECT_EQ(services_.titles().size(), 2u);
+}
+
+TEST_F(AlertMenuTest, itsProcessCanBeAskedToQuit) {
+    raise("web");
+    rows();
+    row(2)->trigger();
+    EXPECT_EQ(machine_.processSignaller.signals.back().id, 71);
+    EXPECT_EQ(machine_.processSignaller.signals.back().signal, ProcessControl::terminateSignal);
+    EXPECT_EQ(services_.monitor.activeAlertMessage(), std::nullopt);
+}
+
+TEST_F(AlertMenuTest, aClickOnTheNotificationDropsTheMenuWhileThereIsAnAlert) {
+    raise("web");
+    machine_.notifications.click("com.corvanta.proactive_CPU_web");
+    EXPECT_EQ(item_->calls().popUpMenu, 1);
+    delegate_->menu().close();
+    services_.monitor.dismissAlert();
+    machine_.notifications.click("com.corvanta.proactive_CPU_web");
+    EXPECT_EQ(item_->calls().popUpMenu, 1);
+}
+
 TEST_F(AppDelegateTest, aPeripheralsLowBatteryIsNotified) {
     machine_.peripheralBatteries.services = {{.batteryPercent = 9, .product = "<b>Mouse</b>"}};
     launch();
@@ -369,6 +445,15 @@ TEST_F(WeeklyReportAnnouncementTest, itIsMarkedAlsoWhenItCannotBeDelivered) {
     delegate_->checkWeeklyReport();
     EXPECT_EQ(marked(), now());
     EXPECT_EQ(titles(), std::vector<std::string>{});
+}
+
+TEST_F(WeeklyReportAnnouncementTest, itIsMarkedBeforeItIsDelivered) {
+    launch();
+    storeWeek();
+    std::optional<double> markedThen;
+    machine_.notifications.duringDelivery = [&] { markedThen = marked(); };
+    delegate_->checkWeeklyReport();
+    EXPECT_EQ(markedThen, now());
 }
 
 TEST_F(WeeklyReportAnnouncementTest, aMarkInTheFutureHoldsTheNextOneBack) {

@@ -45,8 +45,9 @@ class DelegateFixture : public testing::Test {
         queueLoad(0);
         auto item = std::make_unique<OffscreenItem>();
         item_ = item.get();
-        delegate_ = std::make_unique<AppDelegate>(machine_.platform, settings_, database_,
-                                                  services_.notifications, sink, std::move(item));
+        delegate_ =
+            std::make_unique<AppDelegate>(machine_.platform, settings_, database_, services_.notifications,
+                                          services_.monitor, sink, std::move(item));
         QObject::connect(&delegate_->monitor(), &SystemMonitor::changed, delegate_.get(),
                          [this] { published_ = true; });
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -33,6 +34,7 @@ class FakeNotificationService final : public NotificationService {
             if (!failure) shown_.insert_or_assign(request.identifier, request);
             requests_.push_back(std::move(request));
         }
+        if (duringDelivery) duringDelivery();
         mainExecutor_.post([handler = std::move(handler), failure = failure] { handler(failure); });
     }
     void removeAllPending() override {
@@ -67,6 +69,7 @@ class FakeNotificationService final : public NotificationService {
     // Set before they are used.
     NotificationAuthorization authorization{.isGranted = true};
     std::optional<std::string> failure;  ///< what every delivery answers
+    std::function<void()> duringDelivery;
     FakeSubscribers<const std::string&> subscribers;
 
   private:

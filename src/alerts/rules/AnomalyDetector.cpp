@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "alerts/rules/Median.h"
+#include "core/ApplicationPaths.h"
 #include "core/NumberText.h"
 
 namespace corvanta {
@@ -20,6 +22,12 @@ double score(double recentMedian, const MetricBaseline& baseline) {
     return (recentMedian - baseline.median) * modifiedZScore / std::max(baseline.mad, floor);
 }
 
+std::vector<double> values(const DatabaseManager& store, AnomalyMetric metric, std::int64_t lastSeconds) {
+    std::vector<double> values = store.fetchMetricValues(column(metric), lastSeconds);
+    std::erase_if(values, [](double value) { return !std::isfinite(value); });
+    return values;
+}
+
 }  // namespace
 
 std::string Anomaly::detail() const {
@@ -27,19 +35,29 @@ std::string Anomaly::detail() const {
            "% — well above its usual " + fixedText(baselineMedian, 0) + "% for your Mac.";
 }
 
+AnomalyDetector::AnomalyDetector(OpenStore openStore, const Clock& clock)
+    : openStore_(std::move(openStore)), clock_(clock) {}
+
 AnomalyDetector::AnomalyDetector(const DatabaseManager& database, const Clock& clock)
-    : database_(database), clock_(clock) {}
+    : AnomalyDetector(
+          [&database] { return std::shared_ptr<const DatabaseManager>(&database, [](const auto*) {}); },
+          clock) {}
 
 AnomalyDetector& AnomalyDetector::shared() {
     static const SystemClock& clock = *new SystemClock;
-    static AnomalyDetector& instance = *new AnomalyDetector(DatabaseManager::shared(), clock);
+    const auto openStore = [] {
+        return std::make_shared<const DatabaseManager>(applicationPaths().databaseFile, clock,
+                                                       StoreAccess::companion);
+    };
+    static AnomalyDetector& instance = *new AnomalyDetector(openStore, clock);
     return instance;
 }
 
 std::vector<Anomaly> AnomalyDetector::check() {
     std::vector<Anomaly> anomalies;
+    const auto store = openStore_();
     for (const AnomalyMetric metric : allAnomalyMetrics) {
-        const AnomalyAssessment assessed = assess(metric);
+        const AnomalyAssessment assessed = assess(*store, metric);
         if (assessed.verdict != AnomalyVerdict::unusual) continue;
         anomalies.push_back({metric, *assessed.recentMedian, assessed.baseline->median, *assessed.score});
     }
@@ -47,7 +65,11 @@ std::vector<Anomaly> AnomalyDetector::check() {
 }
 
 AnomalyAssessment AnomalyDetector::assess(AnomalyMetric metric) {
-    AnomalyAssessment result{.metric = metric, .baseline = baseline(metric)};
+    return assess(*openStore_(), metric);
+}
+
+AnomalyAssessment AnomalyDetector::assess(const DatabaseManager& store, AnomalyMetric metric) {
+    AnomalyAssessment result{.metric = metric, .baseline = baseline(store, metric)};
     const auto judgedAs = [&result](AnomalyVerdict verdict) {
         result.verdict = verdict;
         return result;
@@ -55,7 +77,7 @@ AnomalyAssessment AnomalyDetector::assess(AnomalyMetric metric) {
     if (!result.baseline) return judgedAs(AnomalyVerdict::tooFewValuesForBaseline);
     if (result.baseline->sampleCount < minBaselineSamples) return judgedAs(AnomalyVerdict::baselineTooShort);
 
-    std::vector<double> recent = values(metric, recentWindowSeconds);
+    std::vector<double> recent = values(store, metric, recentWindowSeconds);
     if (recent.size() < minRecentSamples) return judgedAs(AnomalyVerdict::tooFewRecentValues);
     result.recentMedian = median(recent);
     if (*result.recentMedian < absoluteFloor(metric)) return judgedAs(AnomalyVerdict::belowFloor);
@@ -64,12 +86,12 @@ AnomalyAssessment AnomalyDetector::assess(AnomalyMetric metric) {
     return judgedAs(*result.score >= scoreThreshold ? AnomalyVerdict::unusual : AnomalyVerdict::usual);
 }
 
-std::optional<MetricBaseline> AnomalyDetector::baseline(AnomalyMetric metric) {
+std::optional<MetricBaseline> AnomalyDetector::baseline(const DatabaseManager& store, AnomalyMetric metric) {
     const auto cached = cachedBaseline(metric);
     if (cached && secondsSince1970(clock_.now()) - secondsSince1970(cached->computedAt) < baselineTTL)
         return cached;
 
-    std::vector<double> week = values(metric, baselineWindowSeconds);
+    std::vector<double> week = values(store, metric, baselineWindowSeconds);
     if (week.size() < minRecentSamples) return std::nullopt;
     MetricBaseline computed;
     computed.median = median(week);
@@ -86,12 +108,6 @@ std::optional<MetricBaseline> AnomalyDetector::cachedBaseline(AnomalyMetric metr
     const LockGuard guard(baselineLock_);
     const auto found = baselines_.find(metric);
     return found == baselines_.end() ? std::nullopt : std::optional(found->second);
-}
-
-std::vector<double> AnomalyDetector::values(AnomalyMetric metric, std::int64_t lastSeconds) const {
-    std::vector<double> values = database_.fetchMetricValues(column(metric), lastSeconds);
-    std::erase_if(values, [](double value) { return !std::isfinite(value); });
-    return values;
 }
 
 }  // namespace corvanta

@@ -3,7 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -77,10 +79,16 @@ class AnomalyDetector {
     static constexpr double scoreThreshold = 3.5;        ///< inclusive
     static constexpr double madFloorFraction = 0.05;     ///< of the baseline's median
 
+    /// Gives the store for one judgement.
+    using OpenStore = std::function<std::shared_ptr<const DatabaseManager>()>;
+
+    /// The clock outlives the detector.
+    AnomalyDetector(OpenStore openStore, const Clock& clock);
     /// Both outlive the detector.
     AnomalyDetector(const DatabaseManager& database, const Clock& clock);
 
-    /// The program's own, over the program's store, made on first use.
+    /// The program's own, made on first use. It reads over connections of its own, so that nobody who writes
+    /// to the store has to wait while a week is read.
     static AnomalyDetector& shared();
 
     /// In the order of the metrics.
@@ -90,11 +98,11 @@ class AnomalyDetector {
     AnomalyAssessment assess(AnomalyMetric metric);
 
   private:
-    std::optional<MetricBaseline> baseline(AnomalyMetric metric);
+    AnomalyAssessment assess(const DatabaseManager& store, AnomalyMetric metric);
+    std::optional<MetricBaseline> baseline(const DatabaseManager& store, AnomalyMetric metric);
     std::optional<MetricBaseline> cachedBaseline(AnomalyMetric metric);
-    std::vector<double> values(AnomalyMetric metric, std::int64_t lastSeconds) const;
 
-    const DatabaseManager& database_;
+    const OpenStore openStore_;
     const Clock& clock_;
 
     Mutex baselineLock_;

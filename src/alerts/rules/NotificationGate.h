@@ -16,9 +16,9 @@ namespace corvanta {
 /// (locks the entries); of calls that race for one key one passes. Never fails.
 class NotificationGate {
   public:
-    /// True when the key passes, which begins its cooldown at `now`. It is refused while it passed less than
-    /// the minutes ago, and that changes nothing; with none, or fewer, it always passes. A wall clock that
-    /// was set back lengthens the cooldown by as much.
+    /// True when the key passes, which begins its cooldown at `now`. It is refused while less than
+    /// `cooldownMinutes` have gone by since it last passed, and a refusal changes nothing; with 0 minutes, or
+    /// fewer, it always passes. A wall clock that was set back lengthens the cooldown by as much.
     bool reserve(const std::string& key, std::int64_t cooldownMinutes, Instant now);
 
   private:

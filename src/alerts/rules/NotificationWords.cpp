@@ -40,7 +40,7 @@ NotificationContent MemoryPressure::content() const {
             level == MemoryPressureLevel::critical
                 ? "macOS reports critical memory pressure. Close unused applications to restore performance."
                 : "macOS reports elevated memory pressure. Consider closing idle applications.",
-        .level = NotificationLevel::timeSensitive};
+        .level = InterruptionLevel::timeSensitive};
 }
 
 std::string ThermalThrottling::key() const {
@@ -50,7 +50,7 @@ std::string ThermalThrottling::key() const {
 NotificationContent ThermalThrottling::content() const {
     return {.title = "Thermal Throttling: " + state,
             .body = "Your Mac is running hot and may reduce performance to cool down.",
-            .level = NotificationLevel::timeSensitive};
+            .level = InterruptionLevel::timeSensitive};
 }
 
 std::string LowBluetoothBattery::key() const {
@@ -87,7 +87,7 @@ std::string ProactiveAlert::key() const {
 NotificationContent ProactiveAlert::content() const {
     return {.title = "High " + reason + " Alert: " + processName,
             .body = summary,
-            .level = NotificationLevel::timeSensitive};
+            .level = InterruptionLevel::timeSensitive};
 }
 
 std::string AnomalyFound::key() const {
@@ -97,7 +97,7 @@ std::string AnomalyFound::key() const {
 NotificationContent AnomalyFound::content() const {
     return {.title = "Unusual " + metric + " Activity",
             .body = detail,
-            .level = NotificationLevel::timeSensitive};
+            .level = InterruptionLevel::timeSensitive};
 }
 
 std::string LowBattery::key() const {

@@ -7,19 +7,17 @@
 #include <string_view>
 
 #include "alerts/rules/NotificationCategory.h"
+#include "core/InterruptionLevel.h"
 #include "core/MemoryPressureLevel.h"
 
 namespace corvanta {
-
-/// How urgently a notification asks to be seen.
-enum class NotificationLevel { active, timeSensitive };
 
 /// What a notification shows. Names stand in it as they were recorded, so they may hold markup, line ends
 /// and controls.
 struct NotificationContent {
     std::string title;
     std::string body;
-    NotificationLevel level = NotificationLevel::active;
+    InterruptionLevel level = InterruptionLevel::active;
 
     bool operator==(const NotificationContent&) const = default;
 };

@@ -35,8 +35,8 @@ struct Contributor {
                "; matching_process_count=" + integerText(count) + "; " + topUsageKey + "=" +
                fixedText(topUsage, 1) +
                ". Process count is a count, not a percentage. Explain the detected interval in past tense "
-               "and do "
-               "not claim these values are current.";
+               "and "
+               "do not claim these values are current.";
     }
 };
 

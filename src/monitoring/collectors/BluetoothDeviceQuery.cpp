@@ -8,8 +8,6 @@
 namespace corvanta {
 namespace {
 
-constexpr auto closingTime = std::chrono::seconds(2);
-
 BluetoothListing listingOf(const BluetoothAnswer& answer) {
     BluetoothListing listing;
     listing.isCertain = answer.isCertain;
@@ -71,7 +69,7 @@ BluetoothDeviceQuery::BluetoothDeviceQuery(BluetoothQuery& bluetooth, Waiter& wa
     : bluetooth_(bluetooth), waiter_(waiter), queue_(threadSetup) {}
 
 BluetoothDeviceQuery::~BluetoothDeviceQuery() {
-    queue_.waitForAll(closingTime);
+    queue_.waitForAll();
 }
 
 std::optional<BluetoothListing> BluetoothDeviceQuery::devices(double timeout, const std::stop_token& stop) {

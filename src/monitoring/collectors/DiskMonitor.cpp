@@ -9,9 +9,6 @@
 namespace corvanta {
 namespace {
 
-// A drive that hangs must not keep the program from quitting.
-constexpr auto closingTime = std::chrono::seconds(2);
-
 std::optional<DiskUsage> usageOf(const VolumeCapacity& capacity) {
     const auto free =
         capacity.availableForImportantUsage ? capacity.availableForImportantUsage : capacity.available;
@@ -29,7 +26,7 @@ DiskMonitor::DiskMonitor(VolumeCapacitySource& capacities, DriveHealthSource& dr
 
 DiskMonitor::~DiskMonitor() {
     smartQueue_.cancelAll();
-    smartQueue_.waitForAll(closingTime);
+    smartQueue_.waitForAll();
 }
 
 DiskUsage DiskMonitor::getDiskUsage(double now) {

@@ -11,9 +11,6 @@ constexpr double powerChangeDelay = 0.1;
 constexpr double powerChangeRetryDelay = 0.2;
 constexpr int powerChangeRetries = 4;
 
-// A collector that hangs (a dead disk) must not keep the program from quitting.
-constexpr auto closingTime = std::chrono::seconds(2);
-
 }  // namespace
 
 std::shared_ptr<MonitoringLoop> MonitoringLoop::create(const Platform& platform, CollectorSet collectors,
@@ -140,7 +137,7 @@ void MonitoringLoop::close() {
     }
     published_.notifyAll();
     tasks_.cancelAll();
-    tasks_.waitForAll(closingTime);
+    tasks_.waitForAll();
 }
 
 }  // namespace corvanta

@@ -90,6 +90,11 @@ void NotificationServer::deliver(NotificationRequest request, NotificationServic
     startNext();
 }
 
+void NotificationServer::dropWaiting() {
+    waiting_.clear();
+    if (current_ && !current_->isHandedOver) current_->isDropped = true;
+}
+
 std::unique_ptr<Subscription> NotificationServer::subscribe(NotificationService::ClickHandler onClick) {
     return clicks_.add(std::move(onClick));
 }
@@ -139,6 +144,10 @@ void NotificationServer::startNext() {
     if (program_) return notify(bus);
     ask(bus, serverName(), QStringLiteral("GetCapabilities"), {}, current_->deadline,
         [this, bus](const QDBusMessage& answer) {
+            if (current_->isDropped) {
+                current_.reset();
+                return startNext();
+            }
             if (const auto error = errorIn(answer, "as")) return finish(error);
             const QStringList capabilities = answer.arguments().first().toStringList();
             program_ = Program{.name = answer.service(),
@@ -151,6 +160,7 @@ void NotificationServer::startNext() {
 // To the very program that has told what it can do: another might take a text for markup, and a number for
 // some other notification.
 void NotificationServer::notify(const QDBusConnection& bus) {
+    current_->isHandedOver = true;
     ask(bus, program_->name, QStringLiteral("Notify"), notifyArguments(current_->request), current_->deadline,
         [this](const QDBusMessage& answer) {
             const auto error = errorIn(answer, "u");
@@ -194,10 +204,12 @@ void NotificationServer::receive(const QDBusMessage& signal) {
     if (!identifier || signal.signature() != QLatin1String("us")) return;
     const QString text = arguments.value(1).toString();
     if (signal.member() == QLatin1String("ActivationToken")) {
-        // Where Qt looks for it when a window is to come to the front.
-        qputenv("XDG_ACTIVATION_TOKEN", text.toUtf8());
+        activationToken_ = text.toUtf8();
     } else if (signal.member() == QLatin1String("ActionInvoked") && text == defaultAction()) {
+        // Where Qt looks for it when a window is to come to the front; no child process may inherit it.
+        qputenv("XDG_ACTIVATION_TOKEN", std::exchange(activationToken_, {}));
         clicks_.call(*identifier);
+        qunsetenv("XDG_ACTIVATION_TOKEN");
     }
 }
 

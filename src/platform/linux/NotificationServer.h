@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QByteArray>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDeadlineTimer>
@@ -38,7 +39,8 @@ class NotificationServer final : public QObject {
 
     void requestAuthorization(NotificationService::AuthorizationHandler handler);
     void deliver(NotificationRequest request, NotificationService::DeliveryHandler handler);
-    void dropWaiting() { waiting_.clear(); }
+    /// Forgets what the server has not been given yet.
+    void dropWaiting();
     std::unique_ptr<Subscription> subscribe(NotificationService::ClickHandler onClick);
 
   private Q_SLOTS:
@@ -49,6 +51,8 @@ class NotificationServer final : public QObject {
         NotificationRequest request;
         NotificationService::DeliveryHandler handler;
         QDeadlineTimer deadline;
+        bool isHandedOver = false;
+        bool isDropped = false;  ///< while the server was asked what it can do
     };
     /// The program that runs the server at present. Its numbers mean nothing to the next one.
     struct Program {
@@ -77,6 +81,7 @@ class NotificationServer final : public QObject {
     std::optional<Delivery> current_;
     std::optional<Program> program_;  // once it has told what it can do
     QString heardOn_;                 // the connection's name
+    QByteArray activationToken_;      // of the click that comes next
     HandlerList<const std::string&> clicks_;
 };
 
