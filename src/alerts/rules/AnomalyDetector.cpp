@@ -2,10 +2,10 @@
 #include "alerts/rules/AnomalyDetector.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "alerts/rules/Median.h"
 #include "core/NumberText.h"
+#include "core/PlausiblePercentage.h"
 
 namespace corvanta {
 namespace {
@@ -90,7 +90,7 @@ std::optional<MetricBaseline> AnomalyDetector::cachedBaseline(AnomalyMetric metr
 
 std::vector<double> AnomalyDetector::values(AnomalyMetric metric, std::int64_t lastSeconds) const {
     std::vector<double> values = database_.fetchMetricValues(column(metric), lastSeconds);
-    std::erase_if(values, [](double value) { return !std::isfinite(value); });
+    std::erase_if(values, [](double value) { return !isPlausiblePercentage(value); });
     return values;
 }
 
