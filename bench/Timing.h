@@ -20,7 +20,8 @@ double cpuMicroseconds(Work work) {
     return now() - begin;
 }
 
-inline double median(std::vector<double> values) {
+/// The value in the middle, of an even count the upper one. It leaves the values in another order.
+inline double median(std::vector<double>& values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::nth_element(values.begin(), middle, values.end());
     return *middle;

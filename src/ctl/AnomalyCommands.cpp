@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ctl/AnomalyCommands.h"
 
-#include <cmath>
 #include <cstdlib>
 #include <optional>
 #include <string>
@@ -10,6 +9,7 @@
 
 #include "alerts/rules/AnomalyDetector.h"
 #include "core/NumberText.h"
+#include "core/PlausiblePercentage.h"
 #include "ctl/Json.h"
 #include "ctl/StoreCommands.h"
 
@@ -69,7 +69,7 @@ Json jsonOf(const AnomalyAssessment& assessed) {
 
 /// One decimal; a dash for what is absent, and for what a row may hold but no machine gives.
 std::string cell(const std::optional<double>& figure, std::string_view unit = "") {
-    if (!figure || !(std::abs(*figure) < 1e6)) return "-";
+    if (!figure || !isPlausiblePercentage(*figure)) return "-";
     return fixedText(*figure, 1).append(unit);
 }
 

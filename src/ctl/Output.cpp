@@ -3,11 +3,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "core/PlausiblePercentage.h"
 #include "core/TextForms.h"
 
 namespace corvanta::ctl {
@@ -70,7 +70,7 @@ std::string table(const std::vector<std::vector<std::string>>& rows) {
 }
 
 std::string percentCell(double percentage) {
-    return std::isfinite(percentage) && std::abs(percentage) < 1e6 ? percentText(percentage) : "-";
+    return isPlausiblePercentage(percentage) ? percentText(percentage) : "-";
 }
 
 bool print(std::string_view text) {

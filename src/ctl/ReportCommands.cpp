@@ -2,6 +2,7 @@
 #include "ctl/ReportCommands.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -24,18 +25,24 @@ namespace {
 using Insight = WeeklyReport::ReportInsight;
 
 // A running program stores a row every 10 seconds.
-constexpr std::int64_t presentRows = 30;  // seconds
+constexpr std::int64_t presentSeconds = 30;
+
+// CPU and memory come first. Without samples there is nothing to say of them.
+constexpr std::size_t insightsOfTheWeek = 2;
 
 /// The pressure level is told only when it changes, and heat by how long it lasts. One sample sees neither,
 /// but a program that has been running does: what it has just stored counts if it is worse.
-void addStoredState(StatusFigures& figures, const DatabaseManager& store) {
-    const std::vector<SystemSnapshot> rows = store.fetchHistory(presentRows);
-    if (rows.empty()) return;
-    const SystemSnapshot& newest = rows.back();
-    figures.memoryPressureLevel = std::max(figures.memoryPressureLevel, newest.memoryPressureState,
+void addStoredState(StatusFigures& figures, const DatabaseManager& store, const Clock& clock) {
+    const std::vector<SystemSnapshot> rows = store.fetchHistory(presentSeconds);
+    // A clock that has been set back leaves rows ahead of it. They are not the present.
+    const std::int64_t now = storedSeconds(clock.now());
+    const auto newest = std::find_if(rows.rbegin(), rows.rend(),
+                                     [now](const SystemSnapshot& row) { return row.timestamp <= now; });
+    if (newest == rows.rend()) return;
+    figures.memoryPressureLevel = std::max(figures.memoryPressureLevel, newest->memoryPressureState,
                                            [](auto a, auto b) { return rawValue(a) < rawValue(b); });
-    if (newest.thermalState && thermalRank(*newest.thermalState) > thermalRank(figures.thermalState)) {
-        figures.thermalState = *newest.thermalState;
+    if (newest->thermalState && thermalRank(*newest->thermalState) > thermalRank(figures.thermalState)) {
+        figures.thermalState = *newest->thermalState;
     }
 }
 
@@ -44,7 +51,8 @@ int runSummary(const Surroundings& at) {
     at.ports.waiter.wait(LiveSample::interval, {});
     sample.refreshMachine();
     StatusFigures figures = sample.statusFigures();
-    addStoredState(figures, DatabaseManager(at.store.path, at.ports.clock, StoreAccess::readOnly));
+    addStoredState(figures, DatabaseManager(at.store.path, at.ports.clock, StoreAccess::readOnly),
+                   at.ports.clock);
     const std::string sentence =
         StatusSummaryEngine::summarize(figures, localMinute(storedSeconds(at.ports.clock.now())));
     return print((at.output.json ? dumped({{"summary", sentence}}) : plainText(sentence)) + "\n") ? 0 : 1;
@@ -90,24 +98,33 @@ ColorRole colorOf(Insight::Severity severity) {
     std::abort();
 }
 
-std::string textOf(const WeeklyReport& report, const OutputOptions& options) {
-    std::string text = report.headline + "\nHealth score " + integerText(report.healthScore) + " of 100\n";
-    if (!report.hasSufficientData()) text += "There are too few samples yet to judge a week by.\n";
+/// How much the report is made of; a dash without samples, and for days that a week can't have: a clock that
+/// has been set leaves rows far from the others.
+std::string dataCell(const WeeklyReport& report) {
+    if (report.sampleCount < 1 || !(report.daysOfData >= 0 && report.daysOfData <= 8)) return "-";
+    return integerText(report.sampleCount) + (report.sampleCount == 1 ? " sample of " : " samples of ") +
+           fixedText(report.daysOfData, 1) + " days";
+}
 
+std::string textOf(const WeeklyReport& report, const OutputOptions& options) {
+    std::string text;
+    if (!report.hasSufficientData()) text += "There are too few samples yet to judge a week by.\n";
+    text += report.headline + "\nHealth score " + integerText(report.healthScore) + " of 100\n";
+
+    const bool isMeasured = report.sampleCount > 0;
     std::vector<std::vector<std::string>> insights;
-    for (const Insight& insight : report.insights) {
+    for (std::size_t i = isMeasured ? 0 : insightsOfTheWeek; i < report.insights.size(); ++i) {
+        const Insight& insight = report.insights[i];
         insights.push_back({colored(rawValue(insight.severity), colorOf(insight.severity), options),
                             insight.title, insight.detail});
     }
-    const bool isMeasured = report.sampleCount > 0;
     const auto span = [isMeasured](double average, double peak) {
         return isMeasured ? percentCell(average) + " on average, " + percentCell(peak) + " at most" : "-";
     };
-    const std::string samples = integerText(report.sampleCount) + " samples";
     std::vector<std::vector<std::string>> figures = {
         {"Period",
          localTime(storedSeconds(report.periodStart)) + " to " + localTime(storedSeconds(report.periodEnd))},
-        {"Data", isMeasured ? samples + " of " + fixedText(report.daysOfData, 1) + " days" : "-"},
+        {"Data", dataCell(report)},
         {"CPU", span(report.avgCPU, report.peakCPU)},
         {"Memory pressure", span(report.avgPressure, report.peakPressure)},
         {"Disk free", fixedText(report.currentDiskFreeGB, 1) + " GB"},

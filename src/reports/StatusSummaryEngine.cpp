@@ -8,12 +8,10 @@
 #include "core/NumberText.h"
 #include "core/ProcessTexts.h"
 #include "monitoring/SystemMonitor.h"
+#include "reports/Gigabyte.h"
 
 namespace corvanta {
 namespace {
-
-constexpr double memoryGigabyte = 1024.0 * 1024 * 1024;
-constexpr double diskGigabyte = 1e9;
 
 double swapGigabytes(const StatusFigures& figures) {
     return std::isfinite(figures.ramSwap) ? figures.ramSwap / memoryGigabyte : 0;

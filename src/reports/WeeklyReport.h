@@ -29,6 +29,8 @@ struct WeeklyReport {
         bool operator==(const ReportInsight&) const = default;
     };
 
+    static constexpr std::int64_t leastSamples = 30;  ///< inclusive; fewer tell little of a week
+
     Instant generatedAt;
     Instant periodStart;
     Instant periodEnd;
@@ -47,7 +49,7 @@ struct WeeklyReport {
     std::vector<ReportInsight> insights;  ///< CPU, memory, disk, battery
 
     /// There is a score in any case; whether it means much is for the view to tell.
-    bool hasSufficientData() const { return sampleCount > 29; }
+    bool hasSufficientData() const { return sampleCount >= leastSamples; }
 
     bool operator==(const WeeklyReport&) const = default;
 };

@@ -8,7 +8,9 @@
 #include <utility>
 
 #include "core/NumberText.h"
+#include "core/PlausiblePercentage.h"
 #include "monitoring/SystemMonitor.h"
+#include "reports/Gigabyte.h"
 
 namespace corvanta {
 namespace {
@@ -19,8 +21,6 @@ using Severity = Insight::Severity;
 constexpr std::string_view lastReportKey = "lastWeeklyReportAt";
 constexpr double day = 86400;  // seconds
 constexpr double hour = 3600;  // seconds
-constexpr std::int64_t leastSamples = 30;
-constexpr double diskGigabyte = 1e9;
 
 /// One area's insight, and what it takes off the score.
 struct Verdict {
@@ -32,6 +32,10 @@ struct Verdict {
 
 double orZero(double figure) {
     return std::isfinite(figure) ? figure : 0;
+}
+
+double percentageOrZero(double figure) {
+    return isPlausiblePercentage(figure) ? figure : 0;
 }
 
 std::string rounded(double figure) {
@@ -127,7 +131,7 @@ bool WeeklyReportEngine::isReportDue(const AppSettings& settings, const Defaults
     const auto last = lastReportDate(defaults);
     if (last && now - *last < std::chrono::seconds(period)) return false;
     const auto stats = database.weeklyStats(period);
-    return stats && stats->sampleCount >= leastSamples &&
+    return stats && stats->sampleCount >= WeeklyReport::leastSamples &&
            now - stats->earliest >= std::chrono::duration<double>(day);
 }
 
@@ -153,10 +157,10 @@ WeeklyReport WeeklyReportEngine::makeReport(const std::optional<WeeklyStats>& st
     report.systemUptimeHours = orZero(systemUptime) / hour;
     if (stats) {
         report.sampleCount = stats->sampleCount;
-        report.avgCPU = orZero(stats->avgCPU);
-        report.peakCPU = orZero(stats->peakCPU);
-        report.avgPressure = orZero(stats->avgPressure);
-        report.peakPressure = orZero(stats->peakPressure);
+        report.avgCPU = percentageOrZero(stats->avgCPU);
+        report.peakCPU = percentageOrZero(stats->peakCPU);
+        report.avgPressure = percentageOrZero(stats->avgPressure);
+        report.peakPressure = percentageOrZero(stats->peakPressure);
         report.currentDiskFreeGB = orZero(stats->minDiskFree) / diskGigabyte;
     }
     if (present) {

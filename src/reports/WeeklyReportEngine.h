@@ -48,7 +48,8 @@ void markReported(DefaultsStore& defaults, const Clock& clock);
 
 // Pure functions.
 
-/// The report on these figures. One that is infinite or no number counts as 0.
+/// The report on these figures. One that is infinite or no number counts as 0, and so does a percentage that
+/// no machine gives.
 WeeklyReport makeReport(const std::optional<WeeklyStats>& stats,
                         const std::optional<WeeklyReportPresent>& present, Instant generatedAt,
                         double systemUptime);

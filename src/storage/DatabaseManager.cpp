@@ -77,6 +77,12 @@ std::string immutableName(const std::string& path) {
     return name + "?immutable=1";
 }
 
+/// A reading of many days goes through every page once, so keeping 2 MiB of them, as SQLite would, only takes
+/// memory for as long as the connection lives. An insertion needs a few.
+void keepFewPages(sqlite3* db) {
+    sqlite3_exec(db, "PRAGMA cache_size = -256;", nullptr, nullptr, nullptr);  // in KiB
+}
+
 /// False only when the step fails.
 bool deleteBefore(std::int64_t cutOff, std::string_view sql, sqlite3* db) {
     Statement statement(db, sql);
@@ -158,9 +164,7 @@ bool DatabaseManager::finishStart() {
     sqlite3_busy_timeout(db_, busyMilliseconds);
     isStartUnfinished_ = !bringSchemaUpToDate(db_) || !closeRowsLeftOpen(db_);
     if (isStartUnfinished_) return false;
-    // In KiB. A reading of many days goes through every page once, so keeping 2 MiB of them, as SQLite would,
-    // only takes memory for as long as the program runs. An insertion needs a few.
-    sqlite3_exec(db_, "PRAGMA cache_size = -256;", nullptr, nullptr, nullptr);
+    keepFewPages(db_);
     return true;
 }
 
@@ -202,7 +206,9 @@ int DatabaseManager::connectToFile(const std::string& name, int flags) {
     if (opened != SQLITE_OK) return opened;
     sqlite3_busy_timeout(db_, busyMilliseconds);
     // Opening reads nothing yet; this does.
-    return sqlite3_exec(db_, "SELECT 1 FROM sqlite_schema;", nullptr, nullptr, nullptr);
+    const int result = sqlite3_exec(db_, "SELECT 1 FROM sqlite_schema;", nullptr, nullptr, nullptr);
+    if (result == SQLITE_OK) keepFewPages(db_);
+    return result;
 }
 
 void DatabaseManager::disconnect() {

@@ -55,11 +55,12 @@ bool insertRow(const SnapshotValues& values, sqlite3* db) {
                      "top_ram_process, top_ram_bytes) "
                      "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
     if (!insert) return true;
-    insert.bindAll(storedSeconds(values.timestamp), values.cpu, values.ram, values.diskFree, values.upload,
-                   values.download, values.pressure, std::int64_t{rawValue(values.pressureState)},
+    insert.bindAll(storedSeconds(values.timestamp), ifFinite(values.cpu), ifFinite(values.ram),
+                   ifFinite(values.diskFree), ifFinite(values.upload), ifFinite(values.download),
+                   ifFinite(values.pressure), std::int64_t{rawValue(values.pressureState)},
                    nonEmpty(values.thermalState), values.batteryPercentage, values.isCharging,
-                   nonEmpty(values.topCPUProcess), values.topCPUUsage, nonEmpty(values.topRAMProcess),
-                   values.topRAMBytes);
+                   nonEmpty(values.topCPUProcess), ifFinite(values.topCPUUsage),
+                   nonEmpty(values.topRAMProcess), values.topRAMBytes);
     return insert.run();
 }
 
@@ -99,7 +100,7 @@ std::vector<double> DatabaseManager::fetchMetricValues(std::string_view column,
     if (!select) return values;
     select.bindAll(from);
     while (select.nextRow()) {
-        if (!select.isNull(0)) values.push_back(select.real(0));
+        if (select.isNumber(0)) values.push_back(select.real(0));
     }
     return values;
 }

@@ -63,10 +63,11 @@ void DatabaseManager::insertSessionSample(const SessionSampleValues& values) {
                      "INSERT INTO session_samples (session_id, timestamp, cpu_usage, ram_usage, disk_free, "
                      "upload_speed, download_speed, memory_pressure, memory_pressure_state, thermal_state, "
                      "top_cpu_process, top_cpu_usage) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
-    insert.bindAll(activeSession_->id, storedSeconds(clock_.now()), values.cpu, values.ram, values.diskFree,
-                   values.upload, values.download, values.pressure,
+    insert.bindAll(activeSession_->id, storedSeconds(clock_.now()), ifFinite(values.cpu),
+                   ifFinite(values.ram), ifFinite(values.diskFree), ifFinite(values.upload),
+                   ifFinite(values.download), ifFinite(values.pressure),
                    std::int64_t{rawValue(values.pressureState)}, values.thermal, values.topCpuName,
-                   values.topCpuUsage);
+                   ifFinite(values.topCpuUsage));
     insert.run();
 }
 

@@ -2,6 +2,7 @@
 #include "storage/Statement.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <limits>
 
@@ -34,6 +35,10 @@ void Statement::bind(int index, std::string_view value) {
 bool failedForNow(sqlite3* db) {
     const int code = sqlite3_errcode(db);
     return code == SQLITE_BUSY || code == SQLITE_LOCKED || code == SQLITE_FULL;
+}
+
+std::optional<double> ifFinite(double figure) {
+    return std::isfinite(figure) ? std::optional(figure) : std::nullopt;
 }
 
 std::optional<std::string_view> nonEmpty(const std::string& text) {

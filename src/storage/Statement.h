@@ -46,6 +46,11 @@ class Statement {
     /// Runs a statement that gives no rows; false on a failure.
     bool run() { return sqlite3_step(statement_) == SQLITE_DONE; }
 
+    /// Whether the cell holds a number; a column takes texts and blobs too.
+    bool isNumber(int column) {
+        const int type = sqlite3_column_type(statement_, column);
+        return type == SQLITE_FLOAT || type == SQLITE_INTEGER;
+    }
     bool isNull(int column) { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
     double real(int column) { return sqlite3_column_double(statement_, column); }          ///< 0 for NULL
     std::int64_t integer(int column) { return sqlite3_column_int64(statement_, column); }  ///< 0 for NULL
@@ -74,6 +79,10 @@ class Statement {
 /// Whether the statement that ran last failed for a reason that passes: another process holds the file, or
 /// the disk is full.
 bool failedForNow(sqlite3* db);
+
+/// What history and sessions store of a figure: NULL in place of an infinite one, which would spoil every
+/// average over it, as SQLite does in place of one that is no number.
+std::optional<double> ifFinite(double figure);
 
 /// What history and incidents store of a text: NULL in place of an absent or an empty one.
 std::optional<std::string_view> nonEmpty(const std::string& text);

@@ -241,9 +241,16 @@ TEST_F(AnomalyDetectorTest, missingAndInfiniteValuesDoNotCount) {
 }
 
 TEST_F(AnomalyDetectorTest, numbersAtTheEndOfTheRangeGiveNoVerdictOutOfNothing) {
-    constexpr double largest = std::numeric_limits<double>::max();
-    EXPECT_EQ(cpuVerdict(repeated(985, -largest) + repeated(985, largest), repeated(30, largest)),
-              Verdict::usual);
+    history.replace(repeated(2500, -1.7e308), repeated(50, 1.7e308));
+    EXPECT_TRUE(detector.check().empty());
+    EXPECT_EQ(cpu(), AnomalyAssessment{});  // no median and no score either
+}
+
+TEST_F(AnomalyDetectorTest, aMillionPercentIsMissing) {
+    EXPECT_EQ(cpuVerdict(repeated(1970, 20), repeated(30, 999'999.5)), Verdict::unusual);
+    EXPECT_EQ(cpuVerdict(repeated(2000, 20), repeated(30, 1e6)), Verdict::tooFewRecentValues);
+    EXPECT_EQ(cpuVerdict(repeated(1970, -999'999.5), repeated(30, 40)), Verdict::unusual);
+    EXPECT_EQ(cpuVerdict(repeated(1970, -1e6), repeated(30, 40)), Verdict::baselineTooShort);
 }
 
 TEST_F(AnomalyDetectorTest, anEmptyStoreAndAClosedOneGiveNothing) {

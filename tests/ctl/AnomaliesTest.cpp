@@ -140,12 +140,14 @@ TEST_F(AnomaliesTest, theFiguresBehindAJudgementAreTold) {
                   "Memory pressure  40.0%   4.0        2032    55.0%        2.5    Usual for this machine"}));
 }
 
-TEST_F(AnomaliesTest, valuesThatNoMachineGivesAreNoneInTheTable) {
+TEST_F(AnomaliesTest, valuesThatNoMachineGivesAreMissing) {
     fill(2000, 30, 90, 1e300);
     const Json pressure = metrics()[1];
-    EXPECT_EQ(pressure.at("verdict"), "unusual");
+    EXPECT_EQ(pressure.at("verdict"), "tooFewRecentValues");
+    EXPECT_EQ(pressure.at("baseline_values"), 2000);
     EXPECT_EQ(lines()[2],
-              "Memory pressure  40.0%   4.0        2030    -            -      Unusual for this machine");
+              "Memory pressure  40.0%   4.0        2000    -            -      Not judged: fewer than 30 "
+              "values in the last 15 minutes");
 }
 
 // The newest rows of a running program stand in the log beside its file until it writes them back.

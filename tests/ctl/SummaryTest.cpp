@@ -69,6 +69,20 @@ TEST_F(SummaryTest, whatWasStoredAMinuteAgoIsPast) {
     EXPECT_FALSE(text.starts_with("Memory pressure critical")) << text;
 }
 
+TEST_F(SummaryTest, whatStandsAnHourAheadIsNotThePresent) {
+    store(-3600, MemoryPressureLevel::critical, "Serious");
+    const std::string text = summary();
+    EXPECT_FALSE(text.starts_with("Your Mac is running warm")) << text;
+    EXPECT_FALSE(text.starts_with("Memory pressure critical")) << text;
+}
+
+TEST_F(SummaryTest, thePresentRowCountsBesideOneAnHourAhead) {
+    store(0, MemoryPressureLevel::normal, "Serious");
+    store(-3600, MemoryPressureLevel::critical, "Nominal");
+    const std::string text = summary();
+    EXPECT_TRUE(text.starts_with("Your Mac is running warm")) << text;
+}
+
 TEST_F(SummaryTest, aDamagedStoreDoesNotMatter) {
     fillStore({sample(0)});
     std::filesystem::resize_file(user_.database(), 1000);

@@ -83,6 +83,14 @@ TEST_F(CycleCountWatchTest, aStoredValueThatIsNoIntegerCountsAsNone) {
     EXPECT_EQ(stored(), 300);
 }
 
+TEST_F(CycleCountWatchTest, aStoredNegativeCountIsNeitherToldNorReplaced) {
+    store(std::int64_t{-1});
+    sample(300);
+    EXPECT_EQ(told(), Calls{});
+    EXPECT_EQ(writes(), 0);
+    EXPECT_EQ(stored(), -1);
+}
+
 TEST_F(CycleCountWatchTest, aRiseIsToldWithNotificationsOffToo) {
     settings.notificationsEnabled.set(false);
     store(std::int64_t{212});

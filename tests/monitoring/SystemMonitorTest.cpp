@@ -437,13 +437,13 @@ TEST_F(SystemMonitorTest, withNotificationsOffTheTrackerRunsAndPressureIsStillHa
 }
 
 TEST_F(SystemMonitorTest, theLowBatteryAlertGoesBeforeTheMilestone) {
-    script->battery = BatteryDetails{10, false, false, {}, {}, {}};
+    script->battery = BatteryDetails{9, false, false, {}, {}, {}};
     settings.notifyOnLowBattery.set(false);
     settings.lowBatteryThreshold.set(33);
     sink.decision = {true, 10};
     cycle();
-    EXPECT_EQ(sink.callsOf("observeBattery"), (Calls{"observeBattery 10 unplugged 33 disabled"}));
-    EXPECT_EQ(sink.callsOf("notifyLowBattery"), (Calls{"notifyLowBattery 10"}));
+    EXPECT_EQ(sink.callsOf("observeBattery"), (Calls{"observeBattery 9 unplugged 33 disabled"}));
+    EXPECT_EQ(sink.callsOf("notifyLowBattery"), (Calls{"notifyLowBattery 9"}));
     EXPECT_TRUE(sink.callsOf("notifyBatteryDischargeMilestone").empty());
     sink.decision = {false, 30};
     cycle();

@@ -236,8 +236,20 @@ TEST_F(WeeklyReportEngineTest, aClosedStoreStillGivesAFullReport) {
     EXPECT_EQ(report.headline, "Your Mac had a great week.");
 }
 
+TEST_F(WeeklyReportEngineTest, anInfiniteFigureTakesNothingFromTheOthers) {
+    fill(29, day, 90);
+    database_.insertSnapshot(test::sampleAt(storeNow, std::numeric_limits<double>::infinity(), 30));
+    const WeeklyReport report = generate();
+    EXPECT_EQ(report.sampleCount, 30);
+    EXPECT_EQ(report.insights[0].title, "Sustained high CPU");
+    EXPECT_EQ(report.avgCPU, 90);
+    EXPECT_EQ(report.peakCPU, 90);
+}
+
 TEST_F(WeeklyReportEngineTest, anInfiniteRowOfTheStoreGivesNoGarbage) {
-    fill(30, day, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN());
+    fill(30, day);
+    test::Sql(folder_.file("history.sqlite"))
+        .run("UPDATE metrics_history SET cpu_usage = 9e999, memory_pressure = -9e999;");
     const WeeklyReport report = generate();
     EXPECT_EQ(report.sampleCount, 30);
     EXPECT_EQ(report.insights[0].detail, "CPU load was low all week, averaging 0%.");

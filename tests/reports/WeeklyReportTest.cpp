@@ -183,6 +183,20 @@ TEST(WeeklyReport, aFigureThatIsNoNumberCountsAsZero) {
     }
 }
 
+TEST(WeeklyReport, aPercentageThatNoMachineGivesCountsAsZero) {
+    for (const double broken : {1e6, -1e6, 1.7e308}) {
+        WeeklyStats stats = calmWeek();
+        stats.avgCPU = stats.peakCPU = stats.avgPressure = stats.peakPressure = broken;
+        const WeeklyReport made = report(stats);
+        EXPECT_EQ(made.avgCPU, 0);
+        EXPECT_EQ(made.peakCPU, 0);
+        EXPECT_EQ(made.avgPressure, 0);
+        EXPECT_EQ(made.peakPressure, 0);
+        EXPECT_EQ(made.healthScore, 100);
+    }
+    EXPECT_EQ(withCPU(50, 999'999.5).peakCPU, 999'999.5);
+}
+
 // CPU
 
 TEST(WeeklyReport, cpuAboveSixtyOnAverageIsAWarning) {

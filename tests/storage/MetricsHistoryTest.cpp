@@ -128,6 +128,26 @@ TEST_F(MetricsHistory, notANumberIsStoredAsNullAndReadsAsZero) {
     EXPECT_EQ(store.fetchHistory().at(0).cpuUsage, 0);
 }
 
+TEST_F(MetricsHistory, whatIsNotFiniteReadsBackAsAbsentAndKeepsItsRow) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    for (const double odd : {infinity, -infinity, std::nan("")}) {
+        SnapshotValues values = sampleAt(storeNow);
+        values.cpu = values.ram = values.diskFree = values.upload = values.download = values.pressure =
+            values.topCPUUsage = odd;
+        store.insertSnapshot(values);
+    }
+    EXPECT_EQ(sql.rows("SELECT cpu_usage, ram_usage, disk_free, upload_speed, download_speed, "
+                       "memory_pressure, top_cpu_usage, top_cpu_process FROM metrics_history;"),
+              Rows(3, "NULL|NULL|NULL|NULL|NULL|NULL|NULL|compiler"));
+    EXPECT_EQ(store.fetchHistory().size(), 3u);
+    for (const char* column :
+         {"cpu_usage", "ram_usage", "disk_free", "upload_speed", "download_speed", "memory_pressure"}) {
+        EXPECT_TRUE(store.fetchMetricValues(column, 60).empty()) << column;
+    }
+    EXPECT_FALSE(store.averageCPU(60).has_value());
+    EXPECT_EQ(log.lines(), Rows{});
+}
+
 TEST_F(MetricsHistory, historyReadsBackWhatWasWritten) {
     store.insertSnapshot(sampleAt(storeNow));
     EXPECT_EQ(store.fetchHistory(),
@@ -265,6 +285,16 @@ TEST_F(MetricsHistory, metricValuesSkipNulls) {
     EXPECT_EQ(store.fetchMetricValues("cpu_usage", 60), (std::vector<double>{12.5, 12.5}));
 }
 
+TEST_F(MetricsHistory, metricValuesSkipTextsAndBlobs) {
+    for (const char* cell : {"7", "'busy'", "''", "X'3132'", "8.5"}) {
+        sql.run("INSERT INTO metrics_history (timestamp, cpu_usage) VALUES (1799999980, " +
+                std::string(cell) + ");");
+    }
+    ASSERT_EQ(sql.rows("SELECT typeof(cpu_usage) FROM metrics_history ORDER BY id;"),
+              (Rows{"real", "text", "text", "blob", "real"}));
+    EXPECT_EQ(store.fetchMetricValues("cpu_usage", 60), (std::vector<double>{7, 8.5}));
+}
+
 TEST_F(MetricsHistory, metricValuesOfAnyOtherColumnAreEmptyAndRunNoStatement) {
     test::StatementTrace trace;
     DatabaseManager traced(folder.file("history.sqlite"), clock);
@@ -281,18 +311,20 @@ TEST_F(MetricsHistory, metricValuesOfAnyOtherColumnAreEmptyAndRunNoStatement) {
 }
 
 TEST_F(MetricsHistory, whatAWeekIsReadThroughDoesNotStayInMemory) {
-    test::StatementTrace trace;
-    const DatabaseManager reader(folder.file("history.sqlite"), clock);
     sql.run(
         "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 60000) INSERT INTO "
         "metrics_history (timestamp, cpu_usage) SELECT " +
         integerText(storeNow) + " - i * 10, 20 FROM n;");
-    EXPECT_EQ(reader.fetchMetricValues("cpu_usage", 604800).size(), 60000u);
-    int used = 0;
-    int highest = 0;
-    sqlite3_db_status(test::StatementTrace::connection(), SQLITE_DBSTATUS_CACHE_USED, &used, &highest, 0);
-    EXPECT_GT(used, 0);
-    EXPECT_LT(used, 300 * 1024);
+    for (const StoreAccess access : {StoreAccess::readWrite, StoreAccess::readOnly, StoreAccess::companion}) {
+        test::StatementTrace trace;
+        const DatabaseManager reader(folder.file("history.sqlite"), clock, access);
+        EXPECT_EQ(reader.fetchMetricValues("cpu_usage", 604800).size(), 60000u);
+        int used = 0;
+        int highest = 0;
+        sqlite3_db_status(test::StatementTrace::connection(), SQLITE_DBSTATUS_CACHE_USED, &used, &highest, 0);
+        EXPECT_GT(used, 0);
+        EXPECT_LT(used, 300 * 1024);
+    }
 }
 
 TEST_F(MetricsHistory, averageLeavesNullsOut) {

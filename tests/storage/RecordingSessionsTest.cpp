@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <optional>
 
 #include "storage/DatabaseManager.h"
@@ -140,6 +141,22 @@ TEST_F(RecordingSessions, aSampleHasEveryColumnAndTheMomentOfTheWrite) {
     store.insertSessionSample(sample());
     EXPECT_EQ(sql.rows("SELECT * FROM session_samples;"),
               Rows{"1|1|1800000003|12.5|40.25|50000000000.0|100.5|2000.75|41.5|2|Fair|compiler|180.5"});
+}
+
+TEST_F(RecordingSessions, whatIsNotFiniteReadsBackAsAbsentAndKeepsItsSample) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    const auto session = store.startSession("odd");
+    ASSERT_TRUE(session.has_value());
+    for (const double odd : {infinity, -infinity, std::nan("")}) {
+        SessionSampleValues values = sample(odd);
+        values.ram = values.diskFree = values.upload = values.download = values.pressure =
+            values.topCpuUsage = odd;
+        store.insertSessionSample(values);
+    }
+    EXPECT_EQ(sql.rows("SELECT cpu_usage, ram_usage, disk_free, upload_speed, download_speed, "
+                       "memory_pressure, top_cpu_usage, top_cpu_process FROM session_samples;"),
+              Rows(3, "NULL|NULL|NULL|NULL|NULL|NULL|NULL|compiler"));
+    EXPECT_EQ(store.fetchSessionSamples(*session).size(), 3u);
 }
 
 TEST_F(RecordingSessions, aSampleWithoutASessionIsNotWritten) {

@@ -2,12 +2,12 @@
 #include "alerts/rules/AnomalyDetector.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "alerts/rules/Median.h"
 #include "core/ApplicationPaths.h"
 #include "core/NumberText.h"
+#include "core/PlausiblePercentage.h"
 
 namespace corvanta {
 namespace {
@@ -24,7 +24,7 @@ double score(double recentMedian, const MetricBaseline& baseline) {
 
 std::vector<double> values(const DatabaseManager& store, AnomalyMetric metric, std::int64_t lastSeconds) {
     std::vector<double> values = store.fetchMetricValues(column(metric), lastSeconds);
-    std::erase_if(values, [](double value) { return !std::isfinite(value); });
+    std::erase_if(values, [](double value) { return !isPlausiblePercentage(value); });
     return values;
 }
 

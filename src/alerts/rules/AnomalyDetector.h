@@ -64,8 +64,8 @@ struct AnomalyAssessment {
 };
 
 /// Judges whether the machine, over the last quarter of an hour, works well above its normal level of the
-/// last seven days. Medians on both sides keep short spikes from moving either. What is no finite number in
-/// the history counts as missing.
+/// last seven days. Medians on both sides keep short spikes from moving either. What no machine gives counts
+/// as missing in the history: what is no finite number, and what is a million percent or more either way.
 ///
 /// Lives as long as its owner, and its baselines with it. Any thread (locks the baselines, never across a
 /// query); it blocks on the store. A store that is closed or fails has no values, and so gives no finding.
