@@ -34,6 +34,13 @@ class CorvantaTest : public testing::Test {
     static bool goesOn(const Program& program) {
         return !eventually([&] { return !program.isRunning(); }, 3000);
     }
+    /// What it has written, without the answer to the authorization of notifications, which each launch logs.
+    static std::string outputOf(Program& program) {
+        std::string output = program.output();
+        const std::size_t begin = output.find("Notification authorisation ");
+        if (begin != std::string::npos) output.erase(begin, output.find('\n', begin) + 1 - begin);
+        return output;
+    }
     static void expectQuits(Program& program, int signal = SIGTERM) {
         program.signal(signal);
         EXPECT_EQ(program.exitCode(), 0);

@@ -101,7 +101,7 @@ TEST_F(DesktopTest, theStripIsADockOnAllDesktops) {
               std::string::npos);
     EXPECT_NE(tool("xprop -id " + strip_ + " _NET_WM_DESKTOP").find("4294967295"), std::string::npos);
     EXPECT_TRUE(awaitRows(1));
-    EXPECT_EQ(program_->output(), "");
+    EXPECT_EQ(outputOf(*program_), "");
     expectQuits(*program_);
 }
 

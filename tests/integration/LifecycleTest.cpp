@@ -50,7 +50,7 @@ TEST_F(LifecycleTest, storesOneSampleAtOnceAndThenOneEveryTenSeconds) {
     // The first cycle has nothing to measure from; this process has kept the machine busy ever since.
     EXPECT_GT(stored.back().cpuUsage, 0);
     expectQuits(*program);
-    EXPECT_EQ(program->output(), "");
+    EXPECT_EQ(outputOf(*program), "");
     Sql sql(user_.database());
     EXPECT_EQ(sql.row("PRAGMA integrity_check;"), "ok");
     EXPECT_EQ(sql.row("PRAGMA journal_mode;"), "wal");
@@ -95,7 +95,7 @@ TEST_P(QuitTest, endsInGoodOrder) {
     const auto program = start();
     ASSERT_TRUE(awaitRows(1));
     expectQuits(*program, GetParam());
-    EXPECT_EQ(program->output(), "");
+    EXPECT_EQ(outputOf(*program), "");
     EXPECT_EQ(Sql(user_.database()).row("PRAGMA integrity_check;"), "ok");
     EXPECT_EQ(rows().size(), 1u);
 }
@@ -119,7 +119,7 @@ TEST_F(LifecycleTest, afterAKillItStartsAgainWithWhatWasStored) {
     program = start();
     EXPECT_TRUE(awaitRows(2));
     expectQuits(*program);
-    EXPECT_EQ(program->output(), "");
+    EXPECT_EQ(outputOf(*program), "");
     EXPECT_EQ(Sql(user_.database()).row("PRAGMA integrity_check;"), "ok");
 }
 
@@ -141,7 +141,7 @@ TEST_F(LifecycleTest, anotherUsersProgramIsNoObstacle) {
     Program second(CORVANTA_PROGRAM, {}, another.environment());
     EXPECT_TRUE(eventually([&] { return !rowsOf(another).empty(); }));
     expectQuits(second);
-    EXPECT_EQ(second.output(), "");
+    EXPECT_EQ(outputOf(second), "");
     expectQuits(*first);
 }
 
@@ -159,7 +159,7 @@ TEST_P(BusTest, aSecondStartHandsOverToTheFirst) {
     EXPECT_EQ(second->errors(), "");
     EXPECT_TRUE(first->isRunning());
     expectQuits(*first);
-    EXPECT_EQ(first->output(), "");
+    EXPECT_EQ(outputOf(*first), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(LifecycleTest, BusTest, testing::Values("", "--open-center"));
@@ -185,7 +185,7 @@ TEST_F(LifecycleTest, theCompanionReadsBesideIt) {
     // The writer is not disturbed.
     EXPECT_TRUE(awaitRows(2));
     expectQuits(*program);
-    EXPECT_EQ(program->output(), "");
+    EXPECT_EQ(outputOf(*program), "");
 
     const std::string left = readFile(user_.database());
     EXPECT_EQ(companionsRows(), 2u);

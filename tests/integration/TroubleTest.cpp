@@ -100,7 +100,7 @@ TEST_F(TroubleTest, aStoreLockedBesideItDelaysOnlyTheStoring) {
     }
     EXPECT_TRUE(awaitRows(2));
     expectQuits(*program);
-    EXPECT_EQ(program->output(), "Could not insert row.\n");
+    EXPECT_EQ(outputOf(*program), "Could not insert row.\n");
 }
 
 TEST_F(TroubleTest, aStoreLockedAtTheStartDelaysOnlyTheStoring) {
@@ -156,7 +156,7 @@ TEST_F(TroubleTest, damagedSettingsAreSetAside) {
     ASSERT_TRUE(awaitRows(1));
     expectQuits(*program);
     EXPECT_EQ(readFile(user_.settings() + ".damaged-1"), "{\"showCPU\": fal");
-    EXPECT_EQ(program->output(),
+    EXPECT_EQ(outputOf(*program),
               "The settings file held no settings and was set aside as " + user_.settings() + ".damaged-1\n");
 }
 
