@@ -36,11 +36,11 @@ class BackgroundTasks {
     /// Starts a task that has a result, and calls `finish` once on the executor's thread: with the result,
     /// or without one where the task did not run.
     template <class Result>
-    std::stop_source compute(std::string label, std::function<Result(const std::stop_token&)> work,
+    std::stop_source compute(const std::string& label, std::function<Result(const std::stop_token&)> work,
                              Executor& executor, std::function<void(std::optional<Result>)> finish) {
         auto outcome = std::make_shared<Outcome<Result>>(executor, std::move(finish));
-        return start(std::move(label), [work = std::move(work), outcome = std::move(outcome)](
-                                           const std::stop_token& stop) { outcome->result = work(stop); });
+        return start(label, [work = std::move(work), outcome = std::move(outcome)](
+                                const std::stop_token& stop) { outcome->result = work(stop); });
     }
 
     void cancelAll();
